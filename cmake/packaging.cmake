@@ -1,0 +1,6 @@
+# What `cmake --install` lays down.
+install(TARGETS sorrel qrt velaco EXPORT velaco-targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velaco
+  FILES_MATCHING PATTERN "*.h" PATTERN inner EXCLUDE)
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/platform/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velaco
+  FILES_MATCHING PATTERN "*.h")

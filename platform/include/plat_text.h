@@ -1,0 +1,21 @@
+#ifndef PLAT_TEXT_H
+#define PLAT_TEXT_H
+
+/* Multibyte characters in the current locale, each call from a fresh shift state. In the C locale every byte from 0x80
+ * up is a character of its own. */
+
+#include <wchar.h>
+
+#include "plat_types.h"
+
+PLAT_BEGIN
+
+/* As mblen, mbtowc and wctomb of ISO C with a fresh state: bytes used, 0 for a NUL, -1 for an invalid or incomplete
+ * character. Text and Wide are not NULL. Out of plat_wctomb has room for 16 bytes. */
+PLAT_API i32 plat_mblen(const char *Text, size_t Size);
+PLAT_API i32 plat_mbtowc(wchar_t *Wide, const char *Text, size_t Size);
+PLAT_API i32 plat_wctomb(char *Out, wchar_t Wide);
+
+PLAT_END_C
+
+#endif

@@ -1,0 +1,26 @@
+#ifndef TKS_TIME_H
+#define TKS_TIME_H
+
+/* Base services: the wall clock. */
+
+#include <time.h>
+
+#include "plat_types.h"
+
+PLAT_BEGIN
+
+/* Time since 1970-01-01 00:00 UTC, cut to whole microseconds. Seconds wrap in 2106. */
+typedef struct tks_Time {
+    u32 Seconds;
+    u32 MicroSeconds;
+} tks_Time;
+
+/* Reads the wall clock. Never goes backwards within a thread while the system's clock does not. */
+PLAT_API void tks_GetTime(tks_Time *Time);
+
+/* The seconds of a reading as the C library's time value. */
+PLAT_API time_t tks_TimeToANSI(const tks_Time *Time);
+
+PLAT_END_C
+
+#endif

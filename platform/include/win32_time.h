@@ -1,0 +1,35 @@
+#ifndef WIN32_TIME_H
+#define WIN32_TIME_H
+
+/* Counter, local time and date of the system. */
+
+#include "plat_types.h"
+
+PLAT_BEGIN
+
+typedef struct SYSTEMTIME {
+    u16 wYear;
+    u16 wMonth;
+    u16 wDayOfWeek;
+    u16 wDay;
+    u16 wHour;
+    u16 wMinute;
+    u16 wSecond;
+    u16 wMilliseconds;
+} SYSTEMTIME;
+
+/* A counter that only goes forward, in nanoseconds. Returns 1. */
+PLAT_API i32 QueryPerformanceCounter(i64 *Counter);
+
+/* The local time now. */
+PLAT_API void GetLocalTime(SYSTEMTIME *Time);
+
+/* The short date of today in the current locale's form ("%x"), with its terminator.
+ *
+ * Locale  0x800, the system's default; Flags 1, the short form; Date and Format NULL. Anything else: error 87.
+ * Returns the length with its terminator, 0 with error 122 when it does not fit into Size bytes. */
+PLAT_API i32 GetDateFormatA(u32 Locale, u32 Flags, const SYSTEMTIME *Date, const char *Format, char *Out, i32 Size);
+
+PLAT_END_C
+
+#endif

@@ -1,0 +1,54 @@
+#ifndef PLAT_SYS_H
+#define PLAT_SYS_H
+
+// The system calls of the platform that can fail, as one table of pointers. Only tests write it, to make a call fail
+// that would not; everything below platform/linux calls through it.
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cstddef>
+
+#include "plat_types.h"
+
+struct Plat_SysTable {
+    // files
+    int (*Open)(const char *Path, int Flags, mode_t Mode);
+    ssize_t (*Read)(int Descriptor, void *Data, size_t Size);
+    ssize_t (*Write)(int Descriptor, const void *Data, size_t Size);
+    int (*Close)(int Descriptor);
+    off_t (*Lseek)(int Descriptor, off_t Offset, int Origin);
+    int (*Ftruncate)(int Descriptor, off_t Size);
+    int (*Fsync)(int Descriptor);
+    int (*Fdatasync)(int Descriptor);
+    int (*Fstat)(int Descriptor, struct stat *Out);
+    int (*Stat)(const char *Path, struct stat *Out);
+    int (*Faccessat)(int Directory, const char *Path, int Mode, int Flags);
+    int (*FcntlInt)(int Descriptor, int Command, int Argument);
+    int (*Ioctl)(int Descriptor, unsigned long Request, void *Argument);
+    // directories
+    int (*Mkdir)(const char *Path, mode_t Mode);
+    int (*Rmdir)(const char *Path);
+    int (*Unlink)(const char *Path);
+    int (*Rename)(const char *From, const char *To);
+    DIR *(*Opendir)(const char *Path);
+    char *(*Getcwd)(char *Out, size_t Size);
+    // sockets
+    int (*Socket)(int Family, int Type, int Protocol);
+    int (*Connect)(int Descriptor, const struct sockaddr *Address, socklen_t Size);
+    ssize_t (*Sendto)(int Descriptor, const void *Data, size_t Size, int Flags, const struct sockaddr *Address,
+                      socklen_t AddressSize);
+    // clock and memory
+    int (*ClockGettime)(clockid_t Clock, struct timespec *Out);
+    void *(*Malloc)(size_t Size);
+};
+
+extern PLAT_API Plat_SysTable Plat_Sys;
+
+#endif
