@@ -2,10 +2,11 @@
 #include "velaco.h"
 
 #include <cstdio>
+#include <cstdlib>
 
 int main(int, char **argv)
 {
-    InfTR_SInit(argv[0], nullptr); // the region comes from VELAREGION, the trace options from VELATRACE
+    InfTR_SInit(argv[0], std::getenv("VELAREGION")); // the trace options come from VELATRACE
     u32 word = 0x01020304;
     SupOS_ByteSwap(&word, 0);
     std::printf("swapped to %08X\n", word);

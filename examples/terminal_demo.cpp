@@ -53,7 +53,7 @@ int main(int argc, char **argv)
         return 1;
     }
 
-    InfTR_SInit(argv[0], nullptr);
+    InfTR_SInit(argv[0], std::getenv("VELAREGION"));
     const u32 descriptor = SupOS_IcnvOpen("QMX-850", "QMX-037");
     if (descriptor == noDescriptor) {
         std::fprintf(stderr, "no conversion from QMX-037 to QMX-850\n");
@@ -63,8 +63,8 @@ int main(int argc, char **argv)
     static u8 screen[TERBM_SCREEN_MAP_SIZE];
     u8 *stream = record.data();
     u16 length = static_cast<u16>(record.size());
-    u32 code = TerBM_Translate(&stream, &length, 1, 1, 1, allocate, release, convert, static_cast<i32>(descriptor), 1,
-                               screen);
+    u32 code =
+        TerBM_Translate(&stream, &length, 1, 1, 1, allocate, release, convert, static_cast<i32>(descriptor), 1, screen);
     if (code == ERZ_OK) code = TerBM_ParseTIOA(&stream, &length, screen, allocate, release, 1);
     if (code == ERZ_OK) {
         unsigned fields = 0;

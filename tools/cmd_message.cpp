@@ -44,8 +44,9 @@ uint32_t fromNumber(const std::string &text)
         used = 0;
     }
     if (used != text.size() || number > 0xFFFFFFFFull || text[0] == '-')
-        throw CLI::ValidationError("number", "'" + text + "' is neither a message number nor an identifier such as "
-                                                          "ERZ057002E");
+        throw CLI::ValidationError("number", "'" + text +
+                                                 "' is neither a message number nor an identifier such as "
+                                                 "ERZ057002E");
     return static_cast<uint32_t>(number);
 }
 
@@ -63,8 +64,8 @@ void show(uint32_t number)
         throw Vela_Failure(std::string("no message ") + form + " in the catalogue");
     }
     std::printf("%s\n", Vela_Paint("1", text).c_str());
-    std::printf("    number 0x%08X: set %u, catalogue number %u, display number %u, severity %c, identifier %s\n", number,
-                SUPER_MSG_SET(number), SUPER_MSG_CATALOG_NUMBER(number), SUPER_MSG_DISPLAY_NUMBER(number),
+    std::printf("    number 0x%08X: set %u, catalogue number %u, display number %u, severity %c, identifier %s\n",
+                number, SUPER_MSG_SET(number), SUPER_MSG_CATALOG_NUMBER(number), SUPER_MSG_DISPLAY_NUMBER(number),
                 SUPER_MSG_LETTER(number), identifierOf(number).c_str());
 }
 

@@ -21,17 +21,18 @@ namespace
 constexpr size_t regionNameLimit = 8;
 constexpr size_t pathLimit = 200; // the names table joins the root with up to 40 more characters in 256
 
-constexpr const char *installFolders[] = {"bin", "lib", "etc", "include", "data", "maps", "rom", "msg", "msg/C",
-                                          "DEFAULT", "classes"};
-constexpr const char *dataFolders[] = {"vela_regions", "vela_servers", "vela_servers/SSD", "vela_servers/LSD",
-                                       "vela_servers/GSD", "vela_servers/SCD", "vela_clients", "vela_tmp"};
+constexpr const char *installFolders[] = {"bin", "lib", "etc",   "include", "data",   "maps",
+                                          "rom", "msg", "msg/C", "DEFAULT", "classes"};
+constexpr const char *dataFolders[] = {"vela_regions",     "vela_servers",     "vela_servers/SSD", "vela_servers/LSD",
+                                       "vela_servers/GSD", "vela_servers/SCD", "vela_clients",     "vela_tmp"};
 constexpr const char *regionFolders[] = {"bin", "maps", "data", "classes", "database", "database/RD"};
 
 constexpr char environmentText[] =
     "# Environment of the servers of this region, read when a server starts.\n"
     "#\n"
     "# A line NAME=VALUE sets a variable; letters, digits and underscores make a name. %NAME% in a value stands for\n"
-    "# the value that the variable has then. Quotes around a whole value are dropped. Lines have up to 510 characters.\n"
+    "# the value that the variable has then. Quotes around a whole value are dropped. Lines have up to 510 "
+    "characters.\n"
     "#\n"
     "# VELATRACE=-B ON -M ON -S ON -t ALL=4\n"
     "# LANG=C.UTF-8\n";
@@ -92,7 +93,8 @@ void copyData(Setup *setup, const fs::path &install)
 
     if (!fs::is_directory(share / "etc", ignored)) return;
     for (const auto &entry : fs::directory_iterator(share / "etc"))
-        if (entry.path().extension() == ".tbl") copyFile(setup, entry.path(), install / "etc" / entry.path().filename());
+        if (entry.path().extension() == ".tbl")
+            copyFile(setup, entry.path(), install / "etc" / entry.path().filename());
 }
 
 void makeRegistry(Setup *setup, const fs::path &install, const fs::path &data)
@@ -127,7 +129,7 @@ void makeRegion(Setup *setup, const fs::path &directory)
 }
 
 // A word for the shell that reads our output.
-std::string quoted(const std::string &text)
+std::string shellWord(const std::string &text)
 {
     std::string out = "'";
     for (const char character : text) out += character == '\'' ? std::string("'\\''") : std::string(1, character);
@@ -162,8 +164,8 @@ void run(Setup *setup)
 
     std::cout << "# " << (setup->Made == 0 ? "nothing to do: " : "made ") << "region " << setup->Region << " at "
               << setup->Root.string() << "; for the processes of the region:\n"
-              << "export SORREL_REGISTRY=" << quoted(registry.string()) << "\n"
-              << "export VELAREGION=" << quoted(setup->Region) << "\n";
+              << "export SORREL_REGISTRY=" << shellWord(registry.string()) << "\n"
+              << "export VELAREGION=" << shellWord(setup->Region) << "\n";
 }
 
 } // namespace

@@ -35,7 +35,8 @@ std::string formatted(const char *form, auto... values)
 std::string timeOf(const InfTR_TraceHeader &header, bool utc)
 {
     const time_t seconds = header.Seconds;
-    struct tm parts {};
+    struct tm parts {
+    };
     utc ? gmtime_r(&seconds, &parts) : localtime_r(&seconds, &parts);
     char text[32];
     std::strftime(text, sizeof text, "%H:%M:%S", &parts);
@@ -133,6 +134,7 @@ nlohmann::ordered_json asJson(const Trace_Record &record)
 
 struct Total {
     unsigned long Calls = 0;
+    i64 Timed = 0; // calls whose entry is in the files too
     i64 Nanoseconds = 0;
     i64 Longest = 0;
     unsigned long Failures = 0;
@@ -150,6 +152,7 @@ void printSummary(const std::vector<Trace_Record> &records)
         ++total.Calls;
         if (record.Header.Class == INFTR_CLASS_ERROR_EXIT && record.Code != 0) ++total.Failures;
         if (record.Nanoseconds < 0) continue;
+        ++total.Timed;
         total.Nanoseconds += record.Nanoseconds;
         total.Longest = std::max(total.Longest, record.Nanoseconds);
     }
@@ -162,9 +165,9 @@ void printSummary(const std::vector<Trace_Record> &records)
               << "\n";
     for (const auto &[name, total] : rows)
         std::cout << formatted("%-32s %8lu %8lu %12s %12s %12s", name.c_str(), total.Calls, total.Failures,
-                               duration(total.Nanoseconds).c_str(),
-                               duration(total.Nanoseconds / static_cast<i64>(total.Calls)).c_str(),
-                               duration(total.Longest).c_str())
+                               total.Timed == 0 ? "-" : duration(total.Nanoseconds).c_str(),
+                               total.Timed == 0 ? "-" : duration(total.Nanoseconds / total.Timed).c_str(),
+                               total.Timed == 0 ? "-" : duration(total.Longest).c_str())
                   << "\n";
     std::cout << records.size() << " records, " << errors << " messages logged, " << lost << " records lost\n";
 }

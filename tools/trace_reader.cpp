@@ -61,7 +61,8 @@ void decode(Trace_Record *record)
     case INFTR_CLASS_API_ENTRY: {
         record->Function = textAt(data, entryName, entryNameWidth);
         // The length byte holds the low 8 bits; the data ends where the record was cut.
-        const size_t length = static_cast<u8>(textAt(data, entryLength, 1).empty() ? 0 : data[entryLength - headerSize]);
+        const size_t length =
+            static_cast<u8>(textAt(data, entryLength, 1).empty() ? 0 : data[entryLength - headerSize]);
         record->Text = textAt(data, entryText, length);
         break;
     }
@@ -119,8 +120,7 @@ size_t readRecords(const std::string &stream, std::vector<Trace_Record> *records
         Trace_Record record;
         std::memcpy(&record.Header, stream.data() + offset, headerSize);
         const bool whole = std::memcmp(record.Header.EyeCatcher, eyeCatcher, sizeof eyeCatcher) == 0 &&
-                           plausible(record.Header) &&
-                           record.Header.DataLength <= stream.size() - offset - headerSize;
+                           plausible(record.Header) && record.Header.DataLength <= stream.size() - offset - headerSize;
         record.Lost = !whole && boundary && isLostMark(record.Header);
         if (!whole && !record.Lost) {
             ++offset;

@@ -11,17 +11,17 @@
 // One record as it stands in a file, with what the reader worked out.
 struct Trace_Record {
     InfTR_TraceHeader Header{};
-    std::string Data;      // DataLength bytes, padding included
-    bool Lost = false;     // the mark of a record that could not be built
-    u32 Component = 0;     // of an entry: that of the matching exit, for the header holds the one before
-    i64 Nanoseconds = -1;  // of an exit: the time since its entry, -1 without one
+    std::string Data; // DataLength bytes, padding included
+    bool Lost = false; // the mark of a record that could not be built
+    u32 Component = 0; // of an entry: that of the matching exit, for the header holds the one before
+    i64 Nanoseconds = -1; // of an exit: the time since its entry, -1 without one
 
-    std::string Function;  // empty where the kind of record holds none
-    std::string Text;      // argument or mid-point text
+    std::string Function; // empty where the kind of record holds none
+    std::string Text; // argument or mid-point text
     bool HasPoint = false;
     u32 Point = 0;
     bool HasCode = false;
-    u32 Code = 0;          // return code, or the value of a typed exit
+    u32 Code = 0; // return code, or the value of a typed exit
 };
 
 struct Trace_File {
@@ -29,7 +29,7 @@ struct Trace_File {
     std::string Region;
     std::string Program;
     bool IsDump = false;
-    size_t Skipped = 0;    // bytes that belong to no whole record: cut records of earlier laps
+    size_t Skipped = 0; // bytes that belong to no whole record: cut records of earlier laps
     std::vector<Trace_Record> Records;
 };
 
