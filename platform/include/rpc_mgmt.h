@@ -54,8 +54,8 @@ typedef struct rpc_ep_inq_rep *rpc_ep_inq_handle_t;
 
 /* Begins a walk over the endpoint map of a host. Asks nobody yet.
  *
- * Mapper           the host is taken from it, and its time-outs; NULL is this host, asked through the mapper's local
- *                  socket or, where there is none, over loopback
+ * Mapper           the host is taken from it, and its time-outs; NULL, an empty host or this host's own network name is this
+ *                  host, asked through the mapper's local socket or, where there is none, over loopback
  * InquiryType      rpc_c_ep_*
  * Interface        read for match_by_if and match_by_both
  * VersionOption    rpc_c_vers_*, read with Interface

@@ -65,7 +65,7 @@ u32 Qrt_NewMapperBinding(const char *Host, bool LocalSocket, u32 ComTimeout, rpc
 static u32 callMapper(const rpc_binding_rep *near, u16 operation, const rpc_ndr_writer *input,
                       void (*read)(rpc_ndr_reader *, void *), void *argument, u32 *fault)
 {
-    const bool local = !near || near->Protocol == QRT_LOCAL || *near->Host == '\0';
+    const bool local = !near || near->Protocol == QRT_LOCAL || Qrt_IsThisHost(near->Host);
     const char *host = local ? "" : near->Host;
     const u32 timeout = near ? near->ComTimeout : rpc_c_binding_default_timeout;
     u32 status = rpc_s_ok;

@@ -82,7 +82,7 @@ void rpc_mgmt_ep_elt_inq_begin(rpc_binding_handle_t Mapper, u32 InquiryType, con
     inquiry->HasObject = (InquiryType & rpc_c_ep_match_by_obj) != 0;
     if (inquiry->HasObject) inquiry->Object = *Object;
 
-    const bool local = !Mapper || Mapper->Protocol == QRT_LOCAL || *Mapper->Host == '\0';
+    const bool local = !Mapper || Mapper->Protocol == QRT_LOCAL || Qrt_IsThisHost(Mapper->Host);
     const u32 timeout = Mapper ? Mapper->ComTimeout : rpc_c_binding_default_timeout;
     *Status = Qrt_NewMapperBinding(local ? "" : Mapper->Host, local, timeout, &inquiry->Mapper);
     if (local) {

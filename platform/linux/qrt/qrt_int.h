@@ -40,6 +40,9 @@ bool Qrt_RunDirectory(char *Out, size_t Size);
 // The socket path of a local endpoint: itself when it has a slash, else a name below the run directory.
 bool Qrt_LocalPath(const char *Endpoint, char *Out, size_t Size);
 
+// True for "" and for this host's own network name.
+bool Qrt_IsThisHost(const char *Host);
+
 // The port of endpoint mappers, and the name of their local socket, which differs by port.
 u16 Qrt_MapperPort();
 void Qrt_MapperSocketName(u16 Port, char *Out, size_t Size);

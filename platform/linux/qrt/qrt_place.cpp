@@ -1,6 +1,6 @@
 // Where local endpoints live, which port mappers have, and the clock of deadlines.
 
-#include <pwd.h>
+#include <strings.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -50,6 +50,12 @@ bool Qrt_LocalPath(const char *Endpoint, char *Out, size_t Size)
         length = snprintf(Out, Size, "%s/%s", directory, Endpoint);
     }
     return length > 0 && static_cast<size_t>(length) < Size;
+}
+
+bool Qrt_IsThisHost(const char *Host)
+{
+    char own[257] = {};
+    return *Host == '\0' || (gethostname(own, sizeof own - 1) == 0 && strcasecmp(Host, own) == 0);
 }
 
 constexpr u16 mapperPort = 135;
