@@ -106,7 +106,8 @@ static void writeLookup(rpc_ndr_writer *input, const rpc_ep_inq_rep *inquiry)
     rpc_ndr_write_u32(input, inquiry->InquiryType);
     rpc_ndr_write_u32(input, inquiry->HasObject ? 1 : 0);
     if (inquiry->HasObject) rpc_ndr_write_uuid(input, &inquiry->Object);
-    rpc_ndr_write_u32(input, inquiry->HasInterface ? 2 : 0);
+    const u32 identifier = inquiry->HasObject ? 2 : 1; // of the second pointer, or the only one
+    rpc_ndr_write_u32(input, inquiry->HasInterface ? identifier : 0);
     if (inquiry->HasInterface) {
         rpc_ndr_write_uuid(input, &inquiry->Interface.uuid);
         rpc_ndr_write_u16(input, inquiry->Interface.vers_major);
