@@ -171,8 +171,8 @@ constexpr RemIf_Type text()
 // ---- fields and their marks
 
 constexpr RemIf_Field align4 = {{codeAlign4, false, false, nullptr}, 0};
-constexpr RemIf_Field open = {{codeOpen, false, false, nullptr}, 0};
-constexpr RemIf_Field close = {{codeClose, false, false, nullptr}, 0};
+constexpr RemIf_Field beginNested = {{codeOpen, false, false, nullptr}, 0};
+constexpr RemIf_Field endNested = {{codeClose, false, false, nullptr}, 0};
 constexpr bool isMark(const RemIf_Field &field)
 {
     return field.Type.Code == codeAlign4 || field.Type.Code == codeOpen || field.Type.Code == codeClose;

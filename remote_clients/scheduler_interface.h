@@ -23,8 +23,8 @@ constexpr RemIf_Definition schedulerBuffer =
 
 constexpr RemIf_Definition stamp =
     structure(sizeof(ts_Stamp), nullptr,
-              {align4, open, longAt(offsetof(ts_Stamp, Field1.Field1)), longAt(offsetof(ts_Stamp, Field1.Field2)),
-               close, unsignedAt(offsetof(ts_Stamp, Field2))});
+              {align4, beginNested, longAt(offsetof(ts_Stamp, Field1.Field1)),
+               longAt(offsetof(ts_Stamp, Field1.Field2)), endNested, unsignedAt(offsetof(ts_Stamp, Field2))});
 
 constexpr RemIf_Definition idPair =
     structure(sizeof(ts_IdPair), nullptr,
@@ -43,17 +43,17 @@ constexpr RemIf_Definition recordB =
 constexpr RemIf_Definition recordC =
     structure(sizeof(ts_RecordC), nullptr,
               {align4, textAt(offsetof(ts_RecordC, Field1), text64), unsignedAt(offsetof(ts_RecordC, Field2)),
-               unsignedAt(offsetof(ts_RecordC, Field3)), unsignedAt(offsetof(ts_RecordC, Field4)), open,
-               longAt(offsetof(ts_RecordC, Field5.Field1)), longAt(offsetof(ts_RecordC, Field5.Field2)), close,
+               unsignedAt(offsetof(ts_RecordC, Field3)), unsignedAt(offsetof(ts_RecordC, Field4)), beginNested,
+               longAt(offsetof(ts_RecordC, Field5.Field1)), longAt(offsetof(ts_RecordC, Field5.Field2)), endNested,
                longAt(offsetof(ts_RecordC, Field6))});
 
 constexpr RemIf_Definition recordD =
     structure(sizeof(ts_RecordD), nullptr,
               {align4, textAt(offsetof(ts_RecordD, Field1), text64), textAt(offsetof(ts_RecordD, Field2), text64),
-               textAt(offsetof(ts_RecordD, Field3), text64), align4, open, longAt(offsetof(ts_RecordD, Field4.Field1)),
-               longAt(offsetof(ts_RecordD, Field4.Field2)), close, open, longAt(offsetof(ts_RecordD, Field5.Field1)),
-               longAt(offsetof(ts_RecordD, Field5.Field2)), close, longAt(offsetof(ts_RecordD, Field6)),
-               longAt(offsetof(ts_RecordD, Field7))});
+               textAt(offsetof(ts_RecordD, Field3), text64), align4, beginNested,
+               longAt(offsetof(ts_RecordD, Field4.Field1)), longAt(offsetof(ts_RecordD, Field4.Field2)), endNested,
+               beginNested, longAt(offsetof(ts_RecordD, Field5.Field1)), longAt(offsetof(ts_RecordD, Field5.Field2)),
+               endNested, longAt(offsetof(ts_RecordD, Field6)), longAt(offsetof(ts_RecordD, Field7))});
 
 constexpr RemIf_Definition recordE =
     structure(sizeof(ts_RecordE), nullptr,
@@ -68,10 +68,10 @@ constexpr RemIf_Definition recordG =
               {align4, unsignedAt(offsetof(ts_RecordG, Field1)), unsignedAt(offsetof(ts_RecordG, Field2)),
                textAt(offsetof(ts_RecordG, Field3), text64), textAt(offsetof(ts_RecordG, Field4), text64),
                textAt(offsetof(ts_RecordG, Field5), text64), textAt(offsetof(ts_RecordG, Field6), text64),
-               textAt(offsetof(ts_RecordG, Field7), text64), align4, open, longAt(offsetof(ts_RecordG, Field8.Field1)),
-               longAt(offsetof(ts_RecordG, Field8.Field2)), close, open, longAt(offsetof(ts_RecordG, Field9.Field1)),
-               longAt(offsetof(ts_RecordG, Field9.Field2)), close, longAt(offsetof(ts_RecordG, Field10)),
-               longAt(offsetof(ts_RecordG, Field11))});
+               textAt(offsetof(ts_RecordG, Field7), text64), align4, beginNested,
+               longAt(offsetof(ts_RecordG, Field8.Field1)), longAt(offsetof(ts_RecordG, Field8.Field2)), endNested,
+               beginNested, longAt(offsetof(ts_RecordG, Field9.Field1)), longAt(offsetof(ts_RecordG, Field9.Field2)),
+               endNested, longAt(offsetof(ts_RecordG, Field10)), longAt(offsetof(ts_RecordG, Field11))});
 
 // ---- lists: a count and so many records, behind a pointer
 
