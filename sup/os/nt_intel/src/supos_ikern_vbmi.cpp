@@ -1,0 +1,574 @@
+// The inner loops for AVX-512 with VBMI and VBMI2: blocks of 64 bytes.
+//
+// A table of 256 bytes lives in four registers: two permutes of 128 entries each, and the top bit of the byte chooses
+// between them. Characters of several bytes are put together side by side in wider lanes, and a compress closes the
+// gaps (or, the other way, leaves only the last byte of each character). Compress goes to a register and is stored from
+// there: straight to memory it is many times slower. The ends of a text go through the same code with masks.
+
+#include <immintrin.h>
+
+#include "supos_ikern_plain_int.h"
+
+#define ICNV_TARGET                                                                                                    \
+    __attribute__((target("avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi,avx512vbmi2,avx2,bmi,bmi2,popcnt,lzcnt")))
+
+// From this size on the target goes past the caches.
+constexpr size_t ICNV_STREAM_FROM = size_t{6} << 20;
+
+static inline ICNV_TARGET __mmask64 bytesUpTo(size_t Count)
+{
+    return Count >= 64 ? ~u64{0} : _bzhi_u64(~u64{0}, static_cast<u32>(Count));
+}
+
+static inline ICNV_TARGET __mmask32 unitsUpTo(size_t Count)
+{
+    return Count >= 32 ? ~u32{0} : _bzhi_u32(~u32{0}, static_cast<u32>(Count));
+}
+
+struct Map256 {
+    __m512i quarter[4];
+};
+
+static inline ICNV_TARGET Map256 loadMap(const u8 *Map)
+{
+    return {{_mm512_loadu_si512(Map), _mm512_loadu_si512(Map + 64), _mm512_loadu_si512(Map + 128),
+             _mm512_loadu_si512(Map + 192)}};
+}
+
+static inline ICNV_TARGET __m512i mapped(const Map256 *Map, __m512i Bytes)
+{
+    const __m512i below = _mm512_permutex2var_epi8(Map->quarter[0], Bytes, Map->quarter[1]);
+    const __m512i above = _mm512_permutex2var_epi8(Map->quarter[2], Bytes, Map->quarter[3]);
+    return _mm512_mask_blend_epi8(_mm512_movepi8_mask(Bytes), below, above);
+}
+
+static inline ICNV_TARGET __m512i mappedAscii(const Map256 *Map, __m512i Bytes)
+{
+    return _mm512_permutex2var_epi8(Map->quarter[0], Bytes, Map->quarter[1]);
+}
+
+static inline ICNV_TARGET __m512i loadUpTo(const u8 *Source, size_t Count)
+{
+    return Count >= 64 ? _mm512_loadu_si512(Source) : _mm512_maskz_loadu_epi8(bytesUpTo(Count), Source);
+}
+
+static inline ICNV_TARGET void storeUpTo(u8 *Target, size_t Count, __m512i Bytes)
+{
+    if (Count >= 64)
+        _mm512_storeu_si512(Target, Bytes);
+    else
+        _mm512_mask_storeu_epi8(Target, bytesUpTo(Count), Bytes);
+}
+
+static ICNV_TARGET void streamMapped(const u8 *Source, u8 *Target, size_t Blocks, const Map256 *Map)
+{
+    for (size_t i = 0; i < Blocks; ++i) {
+        const __m512i bytes = _mm512_loadu_si512(Source + 64 * i);
+        _mm512_stream_si512(reinterpret_cast<__m512i *>(Target + 64 * i), mapped(Map, bytes));
+    }
+    _mm_sfence();
+}
+
+static ICNV_TARGET void mapBytes(const u8 *Source, u8 *Target, size_t Count, const u8 *Map)
+{
+    const Map256 map = loadMap(Map);
+    size_t i = 0;
+    if (Count >= 1024) { // stores that do not cross lines
+        i = (64 - (reinterpret_cast<uintptr_t>(Target) & 63)) & 63;
+        storeUpTo(Target, i, mapped(&map, _mm512_loadu_si512(Source)));
+    }
+    if (Count >= ICNV_STREAM_FROM && Source != Target) {
+        const size_t blocks = (Count - i) / 64;
+        streamMapped(Source + i, Target + i, blocks, &map);
+        i += 64 * blocks;
+    }
+    for (; i + 256 <= Count; i += 256) {
+        const __m512i a = _mm512_loadu_si512(Source + i);
+        const __m512i b = _mm512_loadu_si512(Source + i + 64);
+        const __m512i c = _mm512_loadu_si512(Source + i + 128);
+        const __m512i d = _mm512_loadu_si512(Source + i + 192);
+        _mm512_storeu_si512(Target + i, mapped(&map, a));
+        _mm512_storeu_si512(Target + i + 64, mapped(&map, b));
+        _mm512_storeu_si512(Target + i + 128, mapped(&map, c));
+        _mm512_storeu_si512(Target + i + 192, mapped(&map, d));
+    }
+    for (; i < Count; i += 64) storeUpTo(Target + i, Count - i, mapped(&map, loadUpTo(Source + i, Count - i)));
+}
+
+// Two vectors of bytes to one of pairs: element i of First before element i of Second, for the first or last 32.
+struct Pair512 {
+    __m512i half[2];
+};
+
+static inline ICNV_TARGET Pair512 interleave(__m512i First, __m512i Second)
+{
+    const __m512i order = _mm512_setr_epi64(0, 4, 1, 5, 2, 6, 3, 7); // unpacking works within lanes of 16 bytes
+    const __m512i first = _mm512_permutexvar_epi64(order, First);
+    const __m512i second = _mm512_permutexvar_epi64(order, Second);
+    return {{_mm512_unpacklo_epi8(first, second), _mm512_unpackhi_epi8(first, second)}};
+}
+
+static ICNV_TARGET void bytesToUnits(const u8 *Source, u8 *Target, size_t Count, const IcnvByteFlat *Flat)
+{
+    const Map256 low = loadMap(Flat->low);
+    const Map256 high = loadMap(Flat->high);
+    size_t i = 0;
+    for (; i + 64 <= Count; i += 64) {
+        const __m512i bytes = _mm512_loadu_si512(Source + i);
+        const Pair512 units = interleave(mapped(&low, bytes), mapped(&high, bytes));
+        _mm512_storeu_si512(Target + 2 * i, units.half[0]);
+        _mm512_storeu_si512(Target + 2 * i + 64, units.half[1]);
+    }
+    if (i == Count) return;
+    const size_t rest = 2 * (Count - i);
+    const __m512i bytes = loadUpTo(Source + i, Count - i);
+    const Pair512 units = interleave(mapped(&low, bytes), mapped(&high, bytes));
+    storeUpTo(Target + 2 * i, rest, units.half[0]);
+    if (rest > 64) storeUpTo(Target + 2 * i + 64, rest - 64, units.half[1]);
+}
+
+// Stores the first Count bytes; whole when the caller knows that the bytes behind them are still to be written.
+static inline ICNV_TARGET u8 *storeNext(u8 *Target, size_t Count, __m512i Bytes, bool Whole)
+{
+    if (Whole)
+        _mm512_storeu_si512(Target, Bytes);
+    else
+        _mm512_mask_storeu_epi8(Target, bytesUpTo(Count), Bytes);
+    return Target + Count;
+}
+
+// Up to 32 units in words, none of them above 0x7FF, to UTF-8.
+static inline ICNV_TARGET u8 *putTwoBytes(u8 *Target, __m512i Units, __mmask32 Valid, __mmask32 Wide, bool Whole)
+{
+    const __m512i lead = _mm512_or_si512(_mm512_srli_epi16(Units, 6), _mm512_set1_epi16(0x00C0));
+    const __m512i trail = _mm512_slli_epi16(_mm512_and_si512(Units, _mm512_set1_epi16(0x3F)), 8);
+    const __m512i both = _mm512_ternarylogic_epi32(lead, trail, _mm512_set1_epi16(static_cast<i16>(0x8000)), 0xFE);
+    const __m512i words = _mm512_mask_mov_epi16(Units, Wide, both);
+    const u64 keep = _pdep_u64(Valid, 0x5555555555555555u) | _pdep_u64(Wide, 0xAAAAAAAAAAAAAAAAu);
+    const size_t count = static_cast<size_t>(_mm_popcnt_u64(keep));
+    return storeNext(Target, count, _mm512_maskz_compress_epi8(keep, words), Whole);
+}
+
+// Up to 16 units in words to UTF-8 of any length: the bytes of each lie in a lane of four, the last in the third place.
+static inline ICNV_TARGET u8 *putThreeBytes(u8 *Target, __m256i Units, u32 Valid, u32 Wide, u32 Wider, bool Whole)
+{
+    const __m512i shifts = _mm512_set1_epi64(0x0020262C0000060C); // bits 12, 6 and 0 of each lane
+    const __m512i lanes = _mm512_cvtepu16_epi32(Units);
+    const __m512i parts = _mm512_and_si512(_mm512_multishift_epi64_epi8(shifts, lanes), _mm512_set1_epi32(0x003F3F0F));
+    __m512i marks = _mm512_maskz_set1_epi32(static_cast<__mmask16>(Wide), 0x0080C000);
+    marks = _mm512_mask_set1_epi32(marks, static_cast<__mmask16>(Wider), 0x008080E0);
+    const __m512i narrow = _mm512_slli_epi32(lanes, 16);
+    const __m512i bytes =
+        _mm512_mask_mov_epi32(narrow, static_cast<__mmask16>(Wide), _mm512_or_si512(parts, marks));
+    const u64 keep = _pdep_u64(Valid, 0x4444444444444444u) | _pdep_u64(Wide, 0x2222222222222222u) |
+                     _pdep_u64(Wider, 0x1111111111111111u);
+    const size_t count = static_cast<size_t>(_mm_popcnt_u64(keep));
+    return storeNext(Target, count, _mm512_maskz_compress_epi8(keep, bytes), Whole);
+}
+
+// Up to 32 units to UTF-8. Whole: 64 more bytes behind these are still to be written.
+static inline ICNV_TARGET u8 *putUnits(u8 *Target, __m512i Units, size_t Count, bool Whole)
+{
+    const __mmask32 valid = unitsUpTo(Count);
+    const __mmask32 wide = _mm512_mask_cmpge_epu16_mask(valid, Units, _mm512_set1_epi16(0x80));
+    if (wide == 0) {
+        const __m256i bytes = _mm512_cvtepi16_epi8(Units);
+        if (Count == 32)
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(Target), bytes);
+        else
+            _mm256_mask_storeu_epi8(Target, valid, bytes);
+        return Target + Count;
+    }
+    const __mmask32 wider = _mm512_mask_cmpge_epu16_mask(valid, Units, _mm512_set1_epi16(0x800));
+    if (wider == 0) return putTwoBytes(Target, Units, valid, wide, Whole);
+    Target = putThreeBytes(Target, _mm512_castsi512_si256(Units), valid & 0xFFFF, wide & 0xFFFF, wider & 0xFFFF, Whole);
+    if (Count <= 16) return Target;
+    return putThreeBytes(Target, _mm512_extracti64x4_epi64(Units, 1), valid >> 16, wide >> 16, wider >> 16, Whole);
+}
+
+static ICNV_TARGET size_t unitsToUtf(const u8 *Source, size_t Count, u8 *Target)
+{
+    u8 *out = Target;
+    size_t i = 0;
+    while (i + 64 <= Count) {
+        const __m512i a = _mm512_loadu_si512(Source + 2 * i);
+        const __m512i b = _mm512_loadu_si512(Source + 2 * i + 64);
+        // With 64 units behind these, at least 64 bytes follow whatever is stored too much.
+        const bool whole = i + 128 <= Count;
+        if (_mm512_test_epi16_mask(_mm512_or_si512(a, b), _mm512_set1_epi16(static_cast<i16>(0xFF80))) == 0) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(out), _mm512_cvtepi16_epi8(a));
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + 32), _mm512_cvtepi16_epi8(b));
+            out += 64;
+        } else {
+            out = putUnits(out, a, 32, whole);
+            out = putUnits(out, b, 32, whole);
+        }
+        i += 64;
+    }
+    for (; i < Count; i += 32) {
+        const size_t count = Count - i < 32 ? Count - i : 32;
+        out = putUnits(out, _mm512_maskz_loadu_epi16(unitsUpTo(count), Source + 2 * i), count, false);
+    }
+    return static_cast<size_t>(out - Target);
+}
+
+// Up to 64 bytes to UTF-8, by the tables of the first and second byte; characters of three bytes go through units.
+static inline ICNV_TARGET u8 *putBytes(u8 *Target, __m512i First, __m512i Second, size_t Count, bool Whole)
+{
+    const u64 valid = bytesUpTo(Count);
+    const u64 wide = _mm512_movepi8_mask(Second) & valid;
+    if (wide == 0) {
+        storeUpTo(Target, Count, First);
+        return Target + Count;
+    }
+    const Pair512 pairs = interleave(First, Second);
+    u64 keep = _pdep_u64(valid, 0x5555555555555555u) | _pdep_u64(wide, 0xAAAAAAAAAAAAAAAAu);
+    size_t count = static_cast<size_t>(_mm_popcnt_u64(keep));
+    Target = storeNext(Target, count, _mm512_maskz_compress_epi8(keep, pairs.half[0]), Whole);
+    if (Count <= 32) return Target;
+    keep = _pdep_u64(valid >> 32, 0x5555555555555555u) | _pdep_u64(wide >> 32, 0xAAAAAAAAAAAAAAAAu);
+    count = static_cast<size_t>(_mm_popcnt_u64(keep));
+    return storeNext(Target, count, _mm512_maskz_compress_epi8(keep, pairs.half[1]), Whole);
+}
+
+static ICNV_TARGET size_t bytesToUtf(const u8 *Source, u8 *Target, size_t Count, const IcnvByteFlat *Flat)
+{
+    const Map256 first = loadMap(Flat->utf[0]);
+    const Map256 second = loadMap(Flat->utf[1]);
+    const Map256 third = loadMap(Flat->utf[2]);
+    u8 *out = Target;
+    for (size_t i = 0; i < Count; i += 64) {
+        const size_t count = Count - i < 64 ? Count - i : 64;
+        const bool whole = i + 128 <= Count;
+        const __m512i bytes = loadUpTo(Source + i, count);
+        const u64 wider =
+            Flat->simple ? 0 : _mm512_movepi8_mask(mapped(&third, bytes)) & bytesUpTo(count);
+        if (wider == 0) {
+            out = putBytes(out, mapped(&first, bytes), mapped(&second, bytes), count, whole);
+            continue;
+        }
+        const Map256 low = loadMap(Flat->low);
+        const Map256 high = loadMap(Flat->high);
+        const Pair512 units = interleave(mapped(&low, bytes), mapped(&high, bytes));
+        out = putUnits(out, units.half[0], count < 32 ? count : 32, whole);
+        if (count > 32) out = putUnits(out, units.half[1], count - 32, whole);
+    }
+    return static_cast<size_t>(out - Target);
+}
+
+// What one block of UTF-8 holds: whole characters of up to three bytes, from its first byte on.
+struct Utf512 {
+    __m512i units[2];
+    size_t bytes; // consumed; 0 when the block begins with something else
+    size_t count; // characters
+};
+
+// Where in a block the whole and well-formed characters end. Lead, Lead3 and Trail tell the bytes by their top bits,
+// Bad the leads of four bytes and more.
+static inline ICNV_TARGET size_t wholeUpTo(u64 Lead, u64 Lead3, u64 Trail, u64 Bad, size_t Count)
+{
+    const u64 expected = Lead << 1 | Lead3 << 2;
+    const u64 wrong = ((expected ^ Trail) & bytesUpTo(Count)) | Bad;
+    if (wrong == 0) {
+        if (Lead >> (Count - 1) & 1) return Count - 1;
+        return Count > 1 && (Lead3 >> (Count - 2) & 1) ? Count - 2 : Count;
+    }
+    const u32 at = static_cast<u32>(__builtin_ctzll(wrong));
+    if (!(expected >> at & 1) || (Trail >> at & 1)) return at;
+    return Lead >> (at - 1) & 1 ? at - 1 : at - 2;
+}
+
+static inline ICNV_TARGET __m512i unitsOf(__m256i Last, __m256i Middle, __m256i First)
+{
+    const __m512i last = _mm512_cvtepu8_epi16(Last);
+    const __m512i middle = _mm512_slli_epi16(_mm512_cvtepu8_epi16(Middle), 6);
+    const __m512i first = _mm512_slli_epi16(_mm512_cvtepu8_epi16(First), 12);
+    return _mm512_ternarylogic_epi32(last, middle, first, 0xFE);
+}
+
+static inline ICNV_TARGET Utf512 decodeUtf(__m512i Bytes, size_t Count)
+{
+    const u64 high = _mm512_movepi8_mask(Bytes);
+    const u64 second = _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x40));
+    const u64 lead = high & second;
+    const u64 trail = high & ~second;
+    const u64 lead3 = lead & _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x20));
+    const u64 bad = lead3 & _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x10));
+
+    Utf512 out;
+    out.bytes = wholeUpTo(lead, lead3, trail, bad, Count);
+    if (out.bytes == 0) return out;
+    const u64 valid = bytesUpTo(out.bytes);
+    const u64 starts = ~trail & valid;
+    const u64 ends = starts >> 1 | u64{1} << (out.bytes - 1);
+    out.count = static_cast<size_t>(_mm_popcnt_u64(starts));
+
+    // Of each character: its last byte, the one before that, and the one before those.
+    const __m512i number = _mm512_set_epi8(63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, 48, 47, 46, 45, 44,
+                                           43, 42, 41, 40, 39, 38, 37, 36, 35, 34, 33, 32, 31, 30, 29, 28, 27, 26, 25, 24,
+                                           23, 22, 21, 20, 19, 18, 17, 16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2,
+                                           1, 0);
+    const __m512i six = _mm512_set1_epi8(0x3F);
+    const __m512i before = _mm512_permutexvar_epi8(_mm512_sub_epi8(number, _mm512_set1_epi8(1)), Bytes);
+    const __m512i last = _mm512_maskz_compress_epi8(ends, _mm512_mask_blend_epi8(trail, Bytes, _mm512_and_si512(Bytes, six)));
+    const __m512i middle =
+        _mm512_maskz_compress_epi8(ends, _mm512_maskz_mov_epi8(trail, _mm512_and_si512(before, six)));
+    __m512i first = _mm512_setzero_si512();
+    if (lead3 != 0) {
+        const __m512i twoBefore = _mm512_permutexvar_epi8(_mm512_sub_epi8(number, _mm512_set1_epi8(2)), Bytes);
+        first = _mm512_maskz_compress_epi8(
+            ends, _mm512_maskz_mov_epi8(lead3 << 2, _mm512_and_si512(twoBefore, _mm512_set1_epi8(0x0F))));
+    }
+    out.units[0] = unitsOf(_mm512_castsi512_si256(last), _mm512_castsi512_si256(middle),
+                           _mm512_castsi512_si256(first));
+    out.units[1] = unitsOf(_mm512_extracti64x4_epi64(last, 1), _mm512_extracti64x4_epi64(middle, 1),
+                           _mm512_extracti64x4_epi64(first, 1));
+    return out;
+}
+
+static inline ICNV_TARGET void storeUnits(u8 *Target, const Utf512 *Block)
+{
+    const size_t count = Block->count;
+    _mm512_mask_storeu_epi16(Target, unitsUpTo(count), Block->units[0]);
+    if (count > 32) _mm512_mask_storeu_epi16(Target + 64, unitsUpTo(count - 32), Block->units[1]);
+}
+
+static ICNV_TARGET size_t utfToUnits(const u8 *Source, size_t Length, u8 *Target, size_t Room, size_t *Units)
+{
+    size_t used = 0;
+    size_t made = 0;
+    while (used < Length && made < Room) {
+        const size_t count = Length - used < 64 ? Length - used : 64;
+        const __m512i bytes = loadUpTo(Source + used, count);
+        const size_t room = Room - made;
+        if (_mm512_movepi8_mask(bytes) == 0) {
+            const size_t take = count < room ? count : room;
+            const __m512i low = _mm512_cvtepu8_epi16(_mm512_castsi512_si256(bytes));
+            storeUpTo(Target + 2 * made, 2 * take, low);
+            if (take > 32) {
+                const __m512i high = _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(bytes, 1));
+                storeUpTo(Target + 2 * made + 64, 2 * take - 64, high);
+            }
+            used += take;
+            made += take;
+            continue;
+        }
+        const Utf512 block = decodeUtf(bytes, count);
+        if (block.bytes != 0 && block.count <= room) {
+            storeUnits(Target + 2 * made, &block);
+            used += block.bytes;
+            made += block.count;
+            continue;
+        }
+        const u8 *in = Source + used;
+        u16 unit;
+        if (!IcnvPlainUtf(&in, Source + Length, &unit)) break;
+        memcpy(Target + 2 * made, &unit, 2);
+        used = static_cast<size_t>(in - Source);
+        ++made;
+    }
+    *Units = made;
+    return used;
+}
+
+// Up to 32 units through a table of 65536 bytes, by its first 256 where they suffice.
+static inline ICNV_TARGET void putNarrow(u8 *Target, __m512i Units, size_t Count, const Map256 *Map, const u8 *Narrow)
+{
+    const __mmask32 valid = unitsUpTo(Count);
+    if (_mm512_mask_cmpgt_epu16_mask(valid, Units, _mm512_set1_epi16(0xFF)) == 0) {
+        const __m512i bytes = mapped(Map, _mm512_castsi256_si512(_mm512_cvtepi16_epi8(Units)));
+        _mm256_mask_storeu_epi8(Target, valid, _mm512_castsi512_si256(bytes));
+        return;
+    }
+    u16 units[32];
+    _mm512_storeu_si512(units, Units);
+    for (size_t i = 0; i < Count; ++i) Target[i] = Narrow[units[i]];
+}
+
+static ICNV_TARGET size_t utfToBytes(const u8 *Source, size_t Length, u8 *Target, size_t Room, const u8 *Narrow,
+                                     size_t *Bytes)
+{
+    const Map256 map = loadMap(Narrow);
+    size_t used = 0;
+    size_t made = 0;
+    while (used < Length && made < Room) {
+        const size_t count = Length - used < 64 ? Length - used : 64;
+        const __m512i bytes = loadUpTo(Source + used, count);
+        const size_t room = Room - made;
+        if (_mm512_movepi8_mask(bytes) == 0) {
+            const size_t take = count < room ? count : room;
+            storeUpTo(Target + made, take, mappedAscii(&map, bytes));
+            used += take;
+            made += take;
+            continue;
+        }
+        const Utf512 block = decodeUtf(bytes, count);
+        if (block.bytes != 0 && block.count <= room) {
+            putNarrow(Target + made, block.units[0], block.count < 32 ? block.count : 32, &map, Narrow);
+            if (block.count > 32) putNarrow(Target + made + 32, block.units[1], block.count - 32, &map, Narrow);
+            used += block.bytes;
+            made += block.count;
+            continue;
+        }
+        const u8 *in = Source + used;
+        u16 unit;
+        if (!IcnvPlainUtf(&in, Source + Length, &unit)) break;
+        Target[made++] = Narrow[unit];
+        used = static_cast<size_t>(in - Source);
+    }
+    *Bytes = made;
+    return used;
+}
+
+static ICNV_TARGET void unitsToBytes(const u8 *Source, size_t Count, u8 *Target, const u8 *Narrow)
+{
+    const Map256 map = loadMap(Narrow);
+    for (size_t i = 0; i < Count; i += 32) {
+        const size_t count = Count - i < 32 ? Count - i : 32;
+        putNarrow(Target + i, _mm512_maskz_loadu_epi16(unitsUpTo(count), Source + 2 * i), count, &map, Narrow);
+    }
+}
+
+static inline ICNV_TARGET u64 leadsIn(__m512i Bytes, const IcnvLeadRanges *Row)
+{
+    u64 leads = 0;
+    for (u32 i = 0; i < Row->count; ++i) {
+        const u32 low = Row->ranges[i].low;
+        const __m512i distance = _mm512_sub_epi8(Bytes, _mm512_set1_epi8(static_cast<char>(low)));
+        leads |= _mm512_cmple_epu8_mask(distance, _mm512_set1_epi8(static_cast<char>(Row->ranges[i].high - low)));
+    }
+    return leads;
+}
+
+// Which bytes are the second of a pair, from the bytes that could lead one: within a row of such bytes each other one,
+// and the byte behind a row of odd length. The sum carries through each row, and so tells odd from even.
+static inline ICNV_TARGET u64 trailsOf(u64 Leads)
+{
+    constexpr u64 odd = 0xAAAAAAAAAAAAAAAAu;
+    const u64 maybe = Leads << 1 | odd;
+    const u64 series = maybe - Leads;
+    return (series ^ odd) ^ Leads;
+}
+
+static ICNV_TARGET size_t pairsToUnits(const u8 *Source, size_t Length, u16 *Target, size_t Room,
+                                       const IcnvPairs *Pairs, size_t *Units)
+{
+    size_t used = 0;
+    size_t made = 0;
+    while (used < Length && Room - made >= 64) {
+        size_t count = Length - used < 64 ? Length - used : 64;
+        const __m512i bytes = loadUpTo(Source + used, count);
+        const u64 candidates = leadsIn(bytes, &Pairs->lead) & bytesUpTo(count);
+        const u64 trails = trailsOf(candidates);
+        const u64 leads = candidates & ~trails;
+        if (Pairs->stopsAtShifts) {
+            const __m512i masked = _mm512_and_si512(bytes, _mm512_set1_epi8(static_cast<char>(0xFE)));
+            const u64 shifts =
+                _mm512_cmpeq_epi8_mask(masked, _mm512_set1_epi8(static_cast<char>(0x8E))) & ~trails & bytesUpTo(count);
+            if (shifts != 0) count = static_cast<size_t>(__builtin_ctzll(shifts));
+        }
+        if (count != 0 && (leads >> (count - 1) & 1)) --count;
+        if (count == 0) break;
+
+        const u64 valid = bytesUpTo(count);
+        const u64 starts = ~trails & valid;
+        const __m512i next = _mm512_permutexvar_epi8(
+            _mm512_set_epi8(0, 63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, 48, 47, 46, 45, 44, 43, 42,
+                            41, 40, 39, 38, 37, 36, 35, 34, 33, 32, 31, 30, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19,
+                            18, 17, 16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1),
+            bytes);
+        const __m512i low = _mm512_maskz_compress_epi8(starts, _mm512_mask_mov_epi8(bytes, leads, next));
+        const __m512i high = _mm512_maskz_compress_epi8(starts, _mm512_maskz_mov_epi8(leads, bytes));
+        const Pair512 units = interleave(low, high);
+        _mm512_storeu_si512(Target + made, units.half[0]); // a buffer of the caller's own: the rest does not matter
+        _mm512_storeu_si512(Target + made + 32, units.half[1]);
+        used += count;
+        made += static_cast<size_t>(_mm_popcnt_u64(starts));
+    }
+    *Units = made;
+    return used;
+}
+
+static inline ICNV_TARGET __m512i swapped(__m512i Words)
+{
+    return _mm512_or_si512(_mm512_slli_epi16(Words, 8), _mm512_srli_epi16(Words, 8));
+}
+
+static ICNV_TARGET size_t hostToUnits(const u8 *Source, size_t Length, u16 *Target, size_t Room, u32 *Shift,
+                                      size_t *Units)
+{
+    size_t used = 0;
+    size_t made = 0;
+    bool inside = *Shift == ICNV_SHIFT_INSIDE;
+    while (used < Length && Room - made >= 64) {
+        const size_t count = Length - used < 64 ? Length - used : 64;
+        const __m512i bytes = loadUpTo(Source + used, count);
+        if (!inside) {
+            const u64 shifts = _mm512_cmpeq_epi8_mask(bytes, _mm512_set1_epi8(ICNV_SHIFT_OUT));
+            const size_t singles = shifts != 0 ? static_cast<size_t>(__builtin_ctzll(shifts)) : count;
+            _mm512_storeu_si512(Target + made, _mm512_cvtepu8_epi16(_mm512_castsi512_si256(bytes)));
+            if (singles > 32)
+                _mm512_storeu_si512(Target + made + 32, _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(bytes, 1)));
+            used += singles;
+            made += singles;
+            if (shifts == 0) continue;
+            // A run is entered with its first character, and where the byte behind that can be seen.
+            if (Length - used < 4 || Source[used + 1] == ICNV_SHIFT_IN || made == Room) break;
+            Target[made++] = static_cast<u16>(Source[used + 1] << 8 | Source[used + 2]);
+            used += 3;
+            inside = true;
+        } else {
+            const u64 even = 0x5555555555555555u;
+            const u64 borders = _mm512_cmpeq_epi8_mask(bytes, _mm512_set1_epi8(ICNV_SHIFT_IN)) & even;
+            const size_t border = borders != 0 ? static_cast<size_t>(__builtin_ctzll(borders)) : count & ~size_t{1};
+            if (border == 0 && borders == 0) break; // one byte left
+            _mm512_storeu_si512(Target + made, swapped(bytes));
+            used += border;
+            made += border / 2;
+        }
+        if (used < Length && Source[used] == ICNV_SHIFT_IN) { // goes with the character before it
+            ++used;
+            inside = false;
+        }
+    }
+    *Shift = inside ? ICNV_SHIFT_INSIDE : ICNV_SHIFT_OUTSIDE;
+    *Units = made;
+    return used;
+}
+
+static ICNV_TARGET size_t unitsToPairs(const u16 *Source, size_t Count, u8 *Target)
+{
+    u8 *out = Target;
+    for (size_t i = 0; i < Count; i += 32) {
+        const size_t count = Count - i < 32 ? Count - i : 32;
+        const __m512i units = _mm512_maskz_loadu_epi16(unitsUpTo(count), Source + i);
+        const __mmask32 wide = _mm512_cmpgt_epu16_mask(units, _mm512_set1_epi16(0xFF));
+        const u64 keep = _pdep_u64(unitsUpTo(count), 0xAAAAAAAAAAAAAAAAu) | _pdep_u64(wide, 0x5555555555555555u);
+        const size_t bytes = static_cast<size_t>(_mm_popcnt_u64(keep));
+        out = storeNext(out, bytes, _mm512_maskz_compress_epi8(keep, swapped(units)), i + 96 <= Count);
+    }
+    return static_cast<size_t>(out - Target);
+}
+
+static inline ICNV_TARGET u64 equalMask(const u8 *Place, u8 Byte)
+{
+    return _mm512_cmpeq_epi8_mask(_mm512_loadu_si512(Place), _mm512_set1_epi8(static_cast<char>(Byte)));
+}
+
+static inline ICNV_TARGET u64 leadMask(const u8 *Place, const IcnvLeadRanges *Row)
+{
+    return leadsIn(_mm512_loadu_si512(Place), Row);
+}
+
+static inline ICNV_TARGET void mapBlock(const u8 *Source, u8 *Target, size_t Count, const u8 *Map)
+{
+    const Map256 map = loadMap(Map);
+    storeUpTo(Target, Count, mapped(&map, _mm512_loadu_si512(Source)));
+}
+
+#include "supos_ikern_mixed_int.h"
+
+const IcnvKernels IcnvKernelsVbmi = {
+    "vbmi",       mapBytes,     bytesToUnits, bytesToUtf,   utfToUnits, unitsToUtf, utfToBytes,
+    unitsToBytes, pairsToUnits, hostToUnits,  unitsToPairs, hostPass,   pcPass,
+};
