@@ -15,6 +15,9 @@ PLAT_BEGIN
 #define PLAT_O_WRONLY 0x0001
 #define PLAT_O_RDWR 0x0002
 #define PLAT_O_APPEND 0x0008
+#define PLAT_O_RANDOM 0x0010
+#define PLAT_O_SEQUENTIAL 0x0020
+#define PLAT_O_NOINHERIT 0x0080
 #define PLAT_O_CREAT 0x0100
 #define PLAT_O_TRUNC 0x0200
 #define PLAT_O_EXCL 0x0400
@@ -55,6 +58,18 @@ PLAT_API i32 Plat_Daylight(void);
 
 #define _timezone Plat_Timezone()
 #define _daylight Plat_Daylight()
+
+/* The descriptor of a file, pipe end or standard stream; the handle is gone then. -1 with errno EBADF for any other
+ * handle. Flags must be 0. */
+PLAT_API i32 _open_osfhandle(handle File, i32 Flags);
+
+#define PLAT_HEAP_OK -2
+
+/* Always PLAT_HEAP_OK: this heap has no check that is safe in a failing process. */
+PLAT_API i32 _heapchk(void);
+
+/* The longest character of the current locale, in bytes. */
+PLAT_API i32 ___mb_cur_max_func(void);
 
 /* fopen through the path map; the stream is closed on exec. */
 PLAT_API FILE *plat_fopen(const char *Path, const char *Mode);

@@ -6,10 +6,13 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <netdb.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/utsname.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -27,10 +30,13 @@ struct Plat_SysTable {
     int (*Ftruncate)(int Descriptor, off_t Size);
     int (*Fsync)(int Descriptor);
     int (*Fdatasync)(int Descriptor);
+    int (*Fchmod)(int Descriptor, mode_t Mode);
+    int (*Flock)(int Descriptor, int Operation);
     int (*Fstat)(int Descriptor, struct stat *Out);
     int (*Stat)(const char *Path, struct stat *Out);
     int (*Faccessat)(int Directory, const char *Path, int Mode, int Flags);
     int (*FcntlInt)(int Descriptor, int Command, int Argument);
+    int (*Poll)(struct pollfd *Entries, nfds_t Count, int Milliseconds);
     int (*Ioctl)(int Descriptor, unsigned long Request, void *Argument);
     // directories
     int (*Mkdir)(const char *Path, mode_t Mode);
@@ -44,6 +50,16 @@ struct Plat_SysTable {
     int (*Connect)(int Descriptor, const struct sockaddr *Address, socklen_t Size);
     ssize_t (*Sendto)(int Descriptor, const void *Data, size_t Size, int Flags, const struct sockaddr *Address,
                       socklen_t AddressSize);
+    int (*Accept)(int Descriptor, struct sockaddr *Address, socklen_t *AddressSize);
+    const char *LogSocket; // path of the local log socket
+    // resolver
+    struct hostent *(*Gethostbyaddr)(const void *Address, socklen_t Length, int Family);
+    struct hostent *(*Gethostbyname)(const char *Name);
+    struct servent *(*Getservbyname)(const char *Name, const char *Protocol);
+    // signals and the system's name
+    int (*Sigaction)(int Signal, const struct sigaction *Action, struct sigaction *Before);
+    int (*Uname)(struct utsname *Out);
+    int (*Gethostname)(char *Out, size_t Size);
     // clock and memory
     int (*ClockGettime)(clockid_t Clock, struct timespec *Out);
     void *(*Malloc)(size_t Size);

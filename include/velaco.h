@@ -1,0 +1,20 @@
+#ifndef VELACO_H
+#define VELACO_H
+
+/* All of libvelaco, for programs that use it. The library's own sources include what they call. */
+
+#include "inftr.h"
+#include "inftr_guard.h"
+#include "super_assert.h"
+#include "super_codes.h"
+#include "super_logging.h"
+#include "super_messages.h"
+#include "super_symptoms.h"
+#include "supos_basics.h"
+#include "supos_eventlog.h"
+#include "supos_registry.h"
+#include "supos_services.h"
+#include "suppr_names.h"
+#include "terbm_stream.h"
+
+#endif

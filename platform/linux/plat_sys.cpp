@@ -1,0 +1,64 @@
+// The system calls behind the platform, in one table.
+//
+// Calls with a variable argument list get a plain front here, for a table of pointers cannot hold them.
+
+#include "plat_sys.h"
+
+#include <sys/file.h>
+#include <sys/ioctl.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+static int sysOpen(const char *Path, int Flags, mode_t Mode)
+{
+    return open(Path, Flags, Mode);
+}
+
+static int sysFcntlInt(int Descriptor, int Command, int Argument)
+{
+    return fcntl(Descriptor, Command, Argument);
+}
+
+static int sysIoctl(int Descriptor, unsigned long Request, void *Argument)
+{
+    return ioctl(Descriptor, Request, Argument);
+}
+
+constinit Plat_SysTable Plat_Sys = {
+    .Open = sysOpen,
+    .Read = read,
+    .Write = write,
+    .Close = close,
+    .Lseek = lseek,
+    .Ftruncate = ftruncate,
+    .Fsync = fsync,
+    .Fdatasync = fdatasync,
+    .Fchmod = fchmod,
+    .Flock = flock,
+    .Fstat = fstat,
+    .Stat = stat,
+    .Faccessat = faccessat,
+    .FcntlInt = sysFcntlInt,
+    .Poll = poll,
+    .Ioctl = sysIoctl,
+    .Mkdir = mkdir,
+    .Rmdir = rmdir,
+    .Unlink = unlink,
+    .Rename = rename,
+    .Opendir = opendir,
+    .Getcwd = getcwd,
+    .Socket = socket,
+    .Connect = connect,
+    .Sendto = sendto,
+    .Accept = accept,
+    .LogSocket = "/dev/log",
+    .Gethostbyaddr = gethostbyaddr,
+    .Gethostbyname = gethostbyname,
+    .Getservbyname = getservbyname,
+    .Sigaction = sigaction,
+    .Uname = uname,
+    .Gethostname = gethostname,
+    .ClockGettime = clock_gettime,
+    .Malloc = malloc,
+};
