@@ -35,7 +35,8 @@ std::vector<const CodesetRow *> inTreeOrder(const CodesetPlan &Plan)
     return order;
 }
 
-template <typename... Values> void print(std::string &Out, const char *Format, Values... Value)
+template <typename... Values>
+void print(std::string &Out, const char *Format, Values... Value)
 {
     char text[200];
     std::snprintf(text, sizeof text, Format, Value...);
@@ -71,6 +72,12 @@ std::string text(const CodesetPlan &Plan, u32 Gb18030)
 
 } // namespace
 
-std::string Catalogue_Text(const CodesetPlan &Plan) { return text(Plan, 0); }
+std::string Catalogue_Text(const CodesetPlan &Plan)
+{
+    return text(Plan, 0);
+}
 
-std::string Catalogue_TextGb18030(const CodesetPlan &Plan) { return text(Plan, 1381); }
+std::string Catalogue_TextGb18030(const CodesetPlan &Plan)
+{
+    return text(Plan, 1381);
+}

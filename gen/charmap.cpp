@@ -240,7 +240,10 @@ Charmap Charmap_FromCodes(std::vector<std::pair<u32, u16>> Codes)
     return map;
 }
 
-u32 Charmap_Width(u32 Code) { return Code > 0xFFFFFF ? 4 : Code > 0xFFFF ? 3 : Code > 0xFF ? 2 : 1; }
+u32 Charmap_Width(u32 Code)
+{
+    return Code > 0xFFFFFF ? 4 : Code > 0xFFFF ? 3 : Code > 0xFF ? 2 : 1;
+}
 
 Charmap Charmap_OfWidth(const Charmap &Map, u32 Width)
 {

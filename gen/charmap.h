@@ -16,7 +16,7 @@ constexpr u32 CHARMAP_NONE = 0xFFFFFFFFu;
 
 struct Charmap {
     std::vector<std::pair<u32, u16>> to; // every assigned code with its character, by code
-    std::vector<u32> from;               // by character: its code or CHARMAP_NONE; holds fallbacks too
+    std::vector<u32> from; // by character: its code or CHARMAP_NONE; holds fallbacks too
 };
 
 // Maps of one run, each made once.

@@ -28,9 +28,8 @@ std::vector<u32> expand(const char *Text)
         }
         const size_t hyphen = word.find('-');
         const u32 first = static_cast<u32>(std::stoul(word, nullptr, 16));
-        const u32 last = hyphen == std::string::npos
-                             ? first
-                             : static_cast<u32>(std::stoul(word.substr(hyphen + 1), nullptr, 16));
+        const u32 last =
+            hyphen == std::string::npos ? first : static_cast<u32>(std::stoul(word.substr(hyphen + 1), nullptr, 16));
         for (u32 c = first; c <= last; ++c) characters.push_back(c);
     }
     return characters;
@@ -110,8 +109,17 @@ Charmap ruleR924(CharmapStore &Store)
     for (const u32 code : {0x4Au, 0x6Au, 0x9Du, 0x9Fu, 0xB0u, 0xB7u, 0xB8u, 0xB9u, 0xBAu, 0xBBu, 0xBEu})
         std::erase_if(codes, [&](const auto &pair) { return pair.first == code; });
     map = Charmap_FromCodes(codes);
-    setAll(map, {{0x4A, 0xDD}, {0x6A, 0x160}, {0x9D, 0x17E}, {0x9F, 0x20AC}, {0xB0, 0xA2}, {0xB7, 0x152},
-                 {0xB8, 0x153}, {0xB9, 0x178}, {0xBA, 0xAC}, {0xBB, 0x161}, {0xBE, 0x17D}});
+    setAll(map, {{0x4A, 0xDD},
+                 {0x6A, 0x160},
+                 {0x9D, 0x17E},
+                 {0x9F, 0x20AC},
+                 {0xB0, 0xA2},
+                 {0xB7, 0x152},
+                 {0xB8, 0x153},
+                 {0xB9, 0x178},
+                 {0xBA, 0xAC},
+                 {0xBB, 0x161},
+                 {0xBE, 0x17D}});
     return map;
 }
 
@@ -136,8 +144,8 @@ Charmap koreanSingles(CharmapStore &Store)
         if (code == 0x5C) character = 0x20A9;
         if (code == 0x7E) character = 0x203E;
     }
-    for (const auto &[first, last] : {std::pair{0xC0u, 0xDEu}, {0xE2u, 0xE7u}, {0xEAu, 0xEFu}, {0xF2u, 0xF7u},
-                                      {0xFAu, 0xFCu}})
+    for (const auto &[first, last] :
+         {std::pair{0xC0u, 0xDEu}, {0xE2u, 0xE7u}, {0xEAu, 0xEFu}, {0xF2u, 0xF7u}, {0xFAu, 0xFCu}})
         for (u32 code = first; code <= last; ++code) add(codes, code, 0xFFA0 + (code - 0xC0));
     return Charmap_FromCodes(codes);
 }
@@ -193,7 +201,8 @@ Charmap ruleR1046(CharmapStore &)
 
     std::istringstream words(GEN_R1046_FALLBACKS);
     for (std::string word; words >> word;)
-        map.from[std::stoul(word.substr(0, 4), nullptr, 16)] = static_cast<u32>(std::stoul(word.substr(5), nullptr, 16));
+        map.from[std::stoul(word.substr(0, 4), nullptr, 16)] =
+            static_cast<u32>(std::stoul(word.substr(5), nullptr, 16));
     return map;
 }
 
@@ -251,8 +260,12 @@ Codes codesOfR927(CharmapStore &Store)
     struct Block {
         u32 first, last, distance;
     };
-    for (const Block &b : {Block{0x8C40, 0xA8C9, 1597}, {0xA940, 0xA9C1, 1240}, {0xA9CC, 0xD1C4, 1240},
-                           {0xA9C3, 0xA9CB, 1241}, {0xDB40, 0xDF60, 2947}, {0xFBD4, 0xFBFC, 9151}})
+    for (const Block &b : {Block{0x8C40, 0xA8C9, 1597},
+                           {0xA940, 0xA9C1, 1240},
+                           {0xA9CC, 0xD1C4, 1240},
+                           {0xA9C3, 0xA9CB, 1241},
+                           {0xDB40, 0xDF60, 2947},
+                           {0xFBD4, 0xFBFC, 9151}})
         for (u32 g = gridPlace(b.first); g <= gridPlace(b.last); ++g)
             add(codes, gridCode(g), Charmap_Character(source, codeOfIndex(g - b.distance)));
     add(codes, 0xA9C2, Charmap_Character(source, 0xC9EC));
@@ -318,8 +331,8 @@ Charmap ruleR926(CharmapStore &Store)
     addHalfRows(codes, host);
 
     const std::vector<u32> jamo = expand(GEN_R926_JAMO);
-    Codes later{{0x814C, 0x301C}, {0x816A, 0xFFE0}, {0x818C, 0xFFE2}, {0x818D, 0xFFE4}, {0x81DA, 0xFFE6},
-                {0x81FC, 0xFFE3}};
+    Codes later{{0x814C, 0x301C}, {0x816A, 0xFFE0}, {0x818C, 0xFFE2},
+                {0x818D, 0xFFE4}, {0x81DA, 0xFFE6}, {0x81FC, 0xFFE3}};
     addRun(later, 0x825F, jamo);
 
     addHostRun(later, host, 0x9540, 0x5041, 4500);

@@ -45,7 +45,8 @@ u32 compatible(ComposeTarget &Target, u16 Character)
     if (!Target.singleByte || Character < FIRST_NON_ASCII) return CHARMAP_NONE;
     const std::u16string form = Charmap_Nfkc(Character);
     // A full-width letter or digit has the form of its ASCII twin, which is also that of an ordinal or superscript.
-    if (std::all_of(form.begin(), form.end(), [](char16_t unit) { return unit < FIRST_NON_ASCII; })) return CHARMAP_NONE;
+    if (std::all_of(form.begin(), form.end(), [](char16_t unit) { return unit < FIRST_NON_ASCII; }))
+        return CHARMAP_NONE;
     readyNfkc(Target);
     const auto found = Target.nfkc.find(form);
     return found == Target.nfkc.end() ? CHARMAP_NONE : Target.map->from[found->second];

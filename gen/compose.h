@@ -12,10 +12,10 @@
 struct ComposeTarget {
     const CodesetPlan *plan;
     const Charmap *map;
-    bool singleByte;    // its stand-ins are those of single-byte sets, and compatibility forms count
+    bool singleByte; // its stand-ins are those of single-byte sets, and compatibility forms count
     std::string family; // stand-ins of the family, or empty
 
-    std::unordered_map<u16, u32> known;           // answers so far
+    std::unordered_map<u16, u32> known; // answers so far
     std::unordered_map<std::u16string, u16> nfkc; // lowest own non-ASCII character of each compatibility form
     bool nfkcReady;
 };

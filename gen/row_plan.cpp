@@ -150,9 +150,7 @@ u32 Rows_Weight(u16 Character)
 RowPlan Rows_Plan(const std::vector<RowCell> &Cells, u32 Capacity, bool FromUnicode, bool Spare)
 {
     Planner planner{FromUnicode, Spare, false, groupsOf(Cells)};
-    const auto rowsNeeded = [&] {
-        return planner.groups.size() + (planner.needUnmapped && !planner.absorbed ? 1 : 0);
-    };
+    const auto rowsNeeded = [&] { return planner.groups.size() + (planner.needUnmapped && !planner.absorbed ? 1 : 0); };
     while (rowsNeeded() > Capacity) take(planner, cheapest(planner));
 
     RowPlan plan{std::move(planner.groups), planner.needUnmapped && !planner.absorbed, {}};

@@ -28,7 +28,7 @@ constexpr i16 ROW_DEAD = -2;
 
 struct RowPlan {
     std::vector<RowGroup> groups; // by lowest first byte
-    bool unmappedRow;             // one more row, for first bytes that have nothing mapped
+    bool unmappedRow; // one more row, for first bytes that have nothing mapped
     std::vector<RowCell> lost;
 };
 

@@ -293,7 +293,8 @@ std::string Table_Check(const TableDraft &Draft, const TableFile &File)
         if (mapped && !substituted) return fault("a lost character that reads as another", input, answer.value);
         if (!substituted) ++falseCodes;
     }
-    if (falseCodes != File.falseCodes) return fault("false characters, other than counted", File.falseCodes, falseCodes);
+    if (falseCodes != File.falseCodes)
+        return fault("false characters, other than counted", File.falseCodes, falseCodes);
 
     // First bytes that cannot occur still read inside the file.
     if (Draft.canOccur)

@@ -19,7 +19,7 @@ u32 Table_OutputWidth(TableLayout Layout);
 
 struct TableAnswer {
     bool inside; // no byte was read outside the file
-    u32 value;   // the output, first byte highest
+    u32 value; // the output, first byte highest
 };
 
 // Character: the bytes of the input, right-aligned (for Q4 the four bytes of the code).

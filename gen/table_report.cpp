@@ -10,14 +10,18 @@ namespace
 constexpr char SECTION_BEGIN[] = "<!-- made by gen_tables from here on -->\n";
 constexpr char SECTION_END[] = "<!-- made by gen_tables up to here -->\n";
 
-template <typename... Values> std::string print(const char *Format, Values... Value)
+template <typename... Values>
+std::string print(const char *Format, Values... Value)
 {
     char text[400];
     std::snprintf(text, sizeof text, Format, Value...);
     return text;
 }
 
-bool isPrivateUse(u16 Character) { return Character >= 0xE000 && Character <= 0xF8FF; }
+bool isPrivateUse(u16 Character)
+{
+    return Character >= 0xE000 && Character <= 0xF8FF;
+}
 
 std::string sideName(const CodesetRow *Row, u32 Number)
 {
@@ -88,8 +92,8 @@ std::string Report_Summary(const std::vector<TableRecord> &Records)
         }
     std::string out;
     const auto line = [&](const char *Name, const Sum &S) {
-        out += print("%-30s %5zu files %9zu bytes, lost %zu, false %zu\n", Name, S.files, S.bytes, S.lost,
-                     S.falseCodes);
+        out +=
+            print("%-30s %5zu files %9zu bytes, lost %zu, false %zu\n", Name, S.files, S.bytes, S.lost, S.falseCodes);
     };
     for (const auto &[group, sum] : sums) line(TableSet_ClassName(group), sum);
     line("in all", all);

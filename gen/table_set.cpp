@@ -14,14 +14,20 @@
 namespace
 {
 
-constexpr u32 UNICODE = 13488;      // base of UCS-2 and UTF-8
+constexpr u32 UNICODE = 13488; // base of UCS-2 and UTF-8
 constexpr u32 EURO_DISTANCE = 4096; // from a Windows set to its form with the euro sign
 constexpr u32 NO_UNICODE = 0xFFFD;
 constexpr u32 NO_SINGLE = 0x1A;
 
-bool isByteSet(const CodesetRow &Row) { return Row.encoding >= GEN_HOST && Row.encoding <= GEN_ISO; }
+bool isByteSet(const CodesetRow &Row)
+{
+    return Row.encoding >= GEN_HOST && Row.encoding <= GEN_ISO;
+}
 
-bool anyByte(u32) { return true; }
+bool anyByte(u32)
+{
+    return true;
+}
 
 bool twinsByEuro(u32 A, u32 B)
 {
@@ -59,7 +65,7 @@ void addUnicode(const CodesetPlan &Plan, std::vector<TableJob> &Jobs)
 {
     for (const CodesetRow &row : Plan.rows) {
         if (row.isPart || Codesets_IsAlias(row) || row.encoding == GEN_UCS2 || row.encoding == GEN_UTF8) continue;
-        const TableClass group = row.encoding == GEN_EUC    ? TableClass::EucUnicode
+        const TableClass group = row.encoding == GEN_EUC  ? TableClass::EucUnicode
                                  : row.kind == GEN_SINGLE ? TableClass::SingleUnicode
                                                           : TableClass::MixedUnicode;
         Jobs.push_back({group, row.base, UNICODE, &row, nullptr});
@@ -104,8 +110,7 @@ ComposeTarget &target(TableMaker &Maker, const CodesetRow &Row, const std::strin
     const auto known = Maker.targets.find(key);
     if (known != Maker.targets.end()) return known->second;
     const CodesetPlan &plan = *Maker.maps.plan;
-    return Maker.targets
-        .emplace(key, Compose_Target(plan, Charmap_Of(Maker.maps, Row), Row.kind == GEN_SINGLE, Family))
+    return Maker.targets.emplace(key, Compose_Target(plan, Charmap_Of(Maker.maps, Row), Row.kind == GEN_SINGLE, Family))
         .first->second;
 }
 
@@ -130,8 +135,8 @@ TableDraft singlesDraft(TableMaker &Maker, const TableJob &Job)
 
 TableDraft doublesDraft(TableMaker &Maker, const TableJob &Job)
 {
-    TableDraft draft{TableLayout::D2, {}, Job.target->sub2, Job.target->sub2, false,
-                     firstBytes(*Maker.maps.plan, *Job.source)};
+    TableDraft draft{TableLayout::D2,  {},    Job.target->sub2,
+                     Job.target->sub2, false, firstBytes(*Maker.maps.plan, *Job.source)};
     composeEntries(Maker, Job, draft);
     return draft;
 }

@@ -12,14 +12,14 @@
 
 // Groups of files, in the order in which they are written.
 enum class TableClass {
-    Singles,       // single-byte part to single-byte part
-    Doubles,       // double-byte part to double-byte part of its family
-    NoDoubles,     // double-byte part to none and back
+    Singles, // single-byte part to single-byte part
+    Doubles, // double-byte part to double-byte part of its family
+    NoDoubles, // double-byte part to none and back
     SingleUnicode, // single-byte set and Unicode
-    MixedUnicode,  // mixed set and Unicode
-    EucUnicode,    // EUC set and Unicode
-    EucMixed,      // EUC set and the mixed sets of its family
-    EucSingle,     // EUC set and the Latin-1 sets
+    MixedUnicode, // mixed set and Unicode
+    EucUnicode, // EUC set and Unicode
+    EucMixed, // EUC set and the mixed sets of its family
+    EucSingle, // EUC set and the Latin-1 sets
 };
 constexpr u32 TABLE_CLASS_COUNT = 8;
 const char *TableSet_ClassName(TableClass Class);

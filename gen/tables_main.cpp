@@ -23,7 +23,10 @@ struct Options {
     bool verbose = false;
 };
 
-void writeText(const std::string &Path, const std::string &Text) { TableSet_WriteFile(Path, Text.data(), Text.size()); }
+void writeText(const std::string &Path, const std::string &Text)
+{
+    TableSet_WriteFile(Path, Text.data(), Text.size());
+}
 
 void showProgress(size_t Done, size_t All)
 {
