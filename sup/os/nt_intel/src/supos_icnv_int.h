@@ -76,6 +76,7 @@ struct IcnvCatalogue {
     IcnvTable *tables;
     IcnvLeadRanges *leadRanges; // ICNV_LEAD_ROWS rows
     IcnvEucWidths *eucWidths; // ICNV_EUC_ROWS rows
+    IcnvNode *poolEnd; // behind the last node: the file may have grown between its two readings
 };
 
 // NULL until SupOS_IcnvInit has begun. Read it behind SupOS_IcnvNeedCatalogue.
