@@ -116,6 +116,9 @@ i32 SupOS_OpenDefaultConversion(u32 From, u32 To, u32 *Mode, u32 *Table1, u32 *T
                                 u32 *FromEncoding, u32 *ToKind, u32 *ToEncoding);
 i32 SupOS_OpenConv(u32 ToSbcs, u32 ToDbcs, u32 FromSbcs, u32 FromDbcs, u32 *Table1, u32 *Table2, u32 Kind);
 
+// Works out what code needs to take the quick ways; a plan without them leaves the plain ones.
+void SupOS_IcnvMakePlan(IcnvPlan *Plan, const IcnvDescriptor *Descriptor);
+
 // Loading. GetTable finds or loads one table file; ModifyTable widens rows of 260 bytes to 512.
 i32 SupOS_GetTable(u32 To, u32 From, u32 *Table, u32 Kind, u32 Suffix);
 i32 SupOS_ModifyTable(IcnvTable *Table);

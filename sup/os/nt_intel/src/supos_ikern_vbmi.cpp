@@ -5,6 +5,12 @@
 // gaps (or, the other way, leaves only the last byte of each character). Compress goes to a register and is stored from
 // there: straight to memory it is many times slower. The ends of a text go through the same code with masks.
 
+#if defined(__GNUC__) && !defined(__clang__)
+// This compiler's own intrinsics begin with a register left undefined on purpose, and it warns of them.
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+
 #include <immintrin.h>
 
 #include "supos_ikern_plain_int.h"

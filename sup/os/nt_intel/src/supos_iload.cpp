@@ -104,13 +104,13 @@ static u32 findTable(const IcnvCatalogue *Catalogue, u32 Key, u32 To)
 static i32 addTable(IcnvCatalogue *Catalogue, const IcnvTable *Loaded)
 {
     for (bool empty = true; empty;) {
-        const u32 handle = Catalogue->tableCount + 1;
-        empty = handle == ICNV_TBL_SUBST || handle == ICNV_TBL_SAME;
+        const u32 position = Catalogue->tableCount + 1;
+        empty = position == ICNV_TBL_SUBST || position == ICNV_TBL_SAME;
         IcnvTable *const tables = roomForOne(Catalogue);
         if (tables == nullptr) return ICNV_RC_NOMEM;
-        tables[handle - 1] = empty ? IcnvTable{} : *Loaded;
+        tables[position - 1] = empty ? IcnvTable{} : *Loaded;
         __atomic_store_n(&Catalogue->tables, tables, __ATOMIC_RELEASE);
-        __atomic_store_n(&Catalogue->tableCount, handle, __ATOMIC_RELEASE);
+        __atomic_store_n(&Catalogue->tableCount, position, __ATOMIC_RELEASE);
     }
     return ICNV_RC_OK;
 }

@@ -107,8 +107,7 @@ static bool foldBytes(IcnvPlan *Plan, const IcnvDescriptor *Descriptor)
     return true;
 }
 
-// What code needs to take the quick ways; a plan without them leaves the plain ones.
-static void makePlan(IcnvPlan *Plan, const IcnvDescriptor *Descriptor)
+void SupOS_IcnvMakePlan(IcnvPlan *Plan, const IcnvDescriptor *Descriptor)
 {
     Plan->catalogue = InfTR_Read(IcnvRoot);
     Plan->map = nullptr;
@@ -168,7 +167,7 @@ u32 SupOS_SafeIcnvOpen(const char *ToCode, const char *FromCode)
     }
     *taken = found;
     const u32 slot = static_cast<u32>(taken - icnvPool);
-    makePlan(&icnvPlans[slot], taken);
+    SupOS_IcnvMakePlan(&icnvPlans[slot], taken);
     errno = before;
     cd = ICNV_FIRST_CODE + slot * ICNV_CODE_STEP;
     INFTR_RETURN_VALUE(5, cd);
