@@ -68,7 +68,7 @@ struct IcnvByteFlat {
 struct IcnvFlat {
     IcnvFlatKind kind;
     IcnvFlat *next;
-    union {
+    union { // whole cache lines
         IcnvByteFlat *bytes;
         u16 *words;
         u8 *narrow;
@@ -91,12 +91,19 @@ struct IcnvDescriptor {
 
 constexpr u32 ICNV_DESCRIPTORS = 32;
 
+struct IcnvPlan;
+
+// Converts a whole text by one loop. False when it did not come to the text's end, for whatever reason: nothing is told
+// then, and the way through the layers begins again with the same bytes.
+typedef bool IcnvStraight(const IcnvPlan *Plan, const u8 *Source, u32 Length, u8 *Target, u32 Room, u32 *Written);
+
 // What an open worked out so that code need not: null pointers where there is nothing. Belongs to the slot.
 struct IcnvPlan {
     const IcnvCatalogue *catalogue; // the plan holds only while this is the process's catalogue
+    IcnvStraight *straight; // the loop that converts a whole text by itself, or null
     const u8 *map; // byte to byte with the new-line rule in it: `bytes` below, or null
     const IcnvFlat *flat; // the route's table
-    u8 bytes[256];
+    alignas(64) u8 bytes[256]; // whole cache lines: the vector loops load all of it at each call
 };
 
 // The working record of one call: a table as a lookup takes it.
@@ -138,6 +145,9 @@ i32 SupOS_CodeConv(const u8 **srcpp, u32 *slenp, u8 **tgtpp, u32 *tlenp, u32 tab
                    const IcnvPlan *Plan);
 i32 SupOS_NewCodeConv(const u8 **srcpp, u32 *slenp, u8 **tgtpp, u32 *tlenp, const u32 *tables, u32 fromKind,
                       u32 fromEncoding, u32 toKind, u32 toEncoding, u32 index, const IcnvPlan *Plan);
+
+// The straight loop of a descriptor whose plan has its tables; null where there is none.
+IcnvStraight *SupOS_IcnvStraightOf(const IcnvPlan *Plan, const IcnvDescriptor *Descriptor);
 
 // The layout in which a pair of the Unicode and EUC route reads its first table; ICNV_FLAT_NONE where it reads none.
 IcnvFlatKind SupOS_IcnvFlatKindOf(u32 FromKind, u32 FromEncoding, u32 ToKind, u32 ToEncoding);

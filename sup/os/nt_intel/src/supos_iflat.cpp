@@ -14,6 +14,7 @@
 #define ICNV_FLAT_LABEL "ERZ58FLT"
 
 constexpr u32 ICNV_CHARACTERS = 65536;
+constexpr size_t ICNV_LINE = 64;
 
 static void *newBlock(size_t Size)
 {
@@ -138,12 +139,13 @@ IcnvFlat *SupOS_IcnvMakeFlat(const IcnvTable *Table, IcnvFlatKind Kind)
 {
     const size_t size = sizeOf(Kind);
     if (size == 0 || Table->data == nullptr) return nullptr;
-    u8 *const block = static_cast<u8 *>(newBlock(sizeof(IcnvFlat) + size));
+    u8 *const block = static_cast<u8 *>(newBlock(sizeof(IcnvFlat) + ICNV_LINE + size));
     if (block == nullptr) return nullptr;
 
     IcnvFlat *const flat = reinterpret_cast<IcnvFlat *>(block);
     flat->kind = Kind;
-    flat->words = reinterpret_cast<u16 *>(block + sizeof(IcnvFlat));
+    const uintptr_t behind = reinterpret_cast<uintptr_t>(block) + sizeof(IcnvFlat);
+    flat->words = reinterpret_cast<u16 *>((behind + ICNV_LINE - 1) / ICNV_LINE * ICNV_LINE);
     if (fill(Table, Kind, flat)) return flat;
     SupOS_DeallocateRE(block);
     return nullptr;

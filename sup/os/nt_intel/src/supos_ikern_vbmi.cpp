@@ -31,6 +31,11 @@ static inline ICNV_TARGET __mmask32 unitsUpTo(size_t Count)
     return Count >= 32 ? ~u32{0} : _bzhi_u32(~u32{0}, static_cast<u32>(Count));
 }
 
+static inline size_t least(size_t First, size_t Second)
+{
+    return First < Second ? First : Second;
+}
+
 struct Map256 {
     __m512i quarter[4];
 };
@@ -119,6 +124,18 @@ static ICNV_TARGET void bytesToUnits(const u8 *Source, u8 *Target, size_t Count,
     const Map256 low = loadMap(Flat->low);
     const Map256 high = loadMap(Flat->high);
     size_t i = 0;
+    if (2 * Count >= ICNV_STREAM_FROM && (reinterpret_cast<uintptr_t>(Target) & 1) == 0) {
+        i = (64 - (reinterpret_cast<uintptr_t>(Target) & 63)) / 2 & 31;
+        const Pair512 start = interleave(mapped(&low, _mm512_loadu_si512(Source)), mapped(&high, _mm512_loadu_si512(Source)));
+        storeUpTo(Target, 2 * i, start.half[0]);
+        for (; i + 64 <= Count; i += 64) {
+            const __m512i bytes = _mm512_loadu_si512(Source + i);
+            const Pair512 units = interleave(mapped(&low, bytes), mapped(&high, bytes));
+            _mm512_stream_si512(reinterpret_cast<__m512i *>(Target + 2 * i), units.half[0]);
+            _mm512_stream_si512(reinterpret_cast<__m512i *>(Target + 2 * i + 64), units.half[1]);
+        }
+        _mm_sfence();
+    }
     for (; i + 64 <= Count; i += 64) {
         const __m512i bytes = _mm512_loadu_si512(Source + i);
         const Pair512 units = interleave(mapped(&low, bytes), mapped(&high, bytes));
@@ -143,12 +160,13 @@ static inline ICNV_TARGET u8 *storeNext(u8 *Target, size_t Count, __m512i Bytes,
     return Target + Count;
 }
 
-// Up to 32 units in words, none of them above 0x7FF, to UTF-8.
+// Up to 32 units, none of them above 0x7FF, to UTF-8.
 static inline ICNV_TARGET u8 *putTwoBytes(u8 *Target, __m512i Units, __mmask32 Valid, __mmask32 Wide, bool Whole)
 {
-    const __m512i lead = _mm512_or_si512(_mm512_srli_epi16(Units, 6), _mm512_set1_epi16(0x00C0));
-    const __m512i trail = _mm512_slli_epi16(_mm512_and_si512(Units, _mm512_set1_epi16(0x3F)), 8);
-    const __m512i both = _mm512_ternarylogic_epi32(lead, trail, _mm512_set1_epi16(static_cast<i16>(0x8000)), 0xFE);
+    const __m512i shifts = _mm512_set1_epi64(0x3036202610160006); // bits 6 and 0 of each unit
+    const __m512i parts = _mm512_multishift_epi64_epi8(shifts, Units);
+    const __m512i both = _mm512_ternarylogic_epi32(parts, _mm512_set1_epi16(0x3F1F),
+                                                   _mm512_set1_epi16(static_cast<i16>(0x80C0)), 0xEA); // and, or
     const __m512i words = _mm512_mask_mov_epi16(Units, Wide, both);
     const u64 keep = _pdep_u64(Valid, 0x5555555555555555u) | _pdep_u64(Wide, 0xAAAAAAAAAAAAAAAAu);
     const size_t count = static_cast<size_t>(_mm_popcnt_u64(keep));
@@ -160,6 +178,16 @@ static inline ICNV_TARGET u8 *putThreeBytes(u8 *Target, __m256i Units, u32 Valid
 {
     const __m512i shifts = _mm512_set1_epi64(0x0020262C0000060C); // bits 12, 6 and 0 of each lane
     const __m512i lanes = _mm512_cvtepu16_epi32(Units);
+    if (Wider == 0xFFFF) {
+        const __m512i all = _mm512_ternarylogic_epi32(_mm512_multishift_epi64_epi8(shifts, lanes),
+                                                      _mm512_set1_epi32(0x003F3F0F), _mm512_set1_epi32(0x008080E0),
+                                                      0xEA); // and, or
+        const __m512i order = _mm512_set_epi8(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 62, 61, 60, 58, 57, 56, 54,
+                                              53, 52, 50, 49, 48, 46, 45, 44, 42, 41, 40, 38, 37, 36, 34, 33, 32, 30, 29,
+                                              28, 26, 25, 24, 22, 21, 20, 18, 17, 16, 14, 13, 12, 10, 9, 8, 6, 5, 4, 2, 1,
+                                              0);
+        return storeNext(Target, 48, _mm512_permutexvar_epi8(order, all), Whole);
+    }
     const __m512i parts = _mm512_and_si512(_mm512_multishift_epi64_epi8(shifts, lanes), _mm512_set1_epi32(0x003F3F0F));
     __m512i marks = _mm512_maskz_set1_epi32(static_cast<__mmask16>(Wide), 0x0080C000);
     marks = _mm512_mask_set1_epi32(marks, static_cast<__mmask16>(Wider), 0x008080E0);
@@ -201,10 +229,15 @@ static ICNV_TARGET size_t unitsToUtf(const u8 *Source, size_t Count, u8 *Target)
         const __m512i b = _mm512_loadu_si512(Source + 2 * i + 64);
         // With 64 units behind these, at least 64 bytes follow whatever is stored too much.
         const bool whole = i + 128 <= Count;
-        if (_mm512_test_epi16_mask(_mm512_or_si512(a, b), _mm512_set1_epi16(static_cast<i16>(0xFF80))) == 0) {
+        const __m512i either = _mm512_or_si512(a, b);
+        if (_mm512_test_epi16_mask(either, _mm512_set1_epi16(static_cast<i16>(0xFF80))) == 0) {
             _mm256_storeu_si256(reinterpret_cast<__m256i *>(out), _mm512_cvtepi16_epi8(a));
             _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + 32), _mm512_cvtepi16_epi8(b));
             out += 64;
+        } else if (_mm512_test_epi16_mask(either, _mm512_set1_epi16(static_cast<i16>(0xF800))) == 0) {
+            const __m512i limit = _mm512_set1_epi16(0x80);
+            out = putTwoBytes(out, a, ~u32{0}, _mm512_cmpge_epu16_mask(a, limit), whole);
+            out = putTwoBytes(out, b, ~u32{0}, _mm512_cmpge_epu16_mask(b, limit), whole);
         } else {
             out = putUnits(out, a, 32, whole);
             out = putUnits(out, b, 32, whole);
@@ -264,9 +297,16 @@ static ICNV_TARGET size_t bytesToUtf(const u8 *Source, u8 *Target, size_t Count,
 
 // What one block of UTF-8 holds: whole characters of up to three bytes, from its first byte on.
 struct Utf512 {
-    __m512i units[2];
+    __m512i units[2]; // the second only where count is above 32
     size_t bytes; // consumed; 0 when the block begins with something else
     size_t count; // characters
+};
+
+// The same for characters below 0x100 only.
+struct Latin512 {
+    __m512i chars; // one byte each
+    size_t bytes; // 0 when there are others in the block
+    size_t count;
 };
 
 // Where in a block the whole and well-formed characters end. Lead, Lead3 and Trail tell the bytes by their top bits,
@@ -284,6 +324,25 @@ static inline ICNV_TARGET size_t wholeUpTo(u64 Lead, u64 Lead3, u64 Trail, u64 B
     return Lead >> (at - 1) & 1 ? at - 1 : at - 2;
 }
 
+// Bytes C2 and C3 lead the characters 80 to FF: the second byte is the character itself, or it less 40.
+static inline ICNV_TARGET Latin512 decodeLatin(__m512i Bytes, u64 High, size_t Count)
+{
+    const u64 lead = High & _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x40));
+    const __m512i pair = _mm512_and_si512(Bytes, _mm512_set1_epi8(static_cast<char>(0xFE)));
+    const u64 latin = _mm512_cmpeq_epi8_mask(pair, _mm512_set1_epi8(static_cast<char>(0xC2)));
+    const u64 trail = High & ~lead;
+    Latin512 out;
+    out.bytes = 0;
+    if (lead != latin || ((lead << 1 ^ trail) & bytesUpTo(Count)) != 0) return out;
+    out.bytes = Count - (lead >> (Count - 1) & 1);
+    const u64 upper = _mm512_cmpeq_epi8_mask(Bytes, _mm512_set1_epi8(static_cast<char>(0xC3)));
+    const __m512i chars = _mm512_mask_add_epi8(Bytes, upper << 1, Bytes, _mm512_set1_epi8(0x40));
+    const u64 keep = ~lead & bytesUpTo(out.bytes);
+    out.count = static_cast<size_t>(_mm_popcnt_u64(keep));
+    out.chars = _mm512_maskz_compress_epi8(keep, chars);
+    return out;
+}
+
 static inline ICNV_TARGET __m512i unitsOf(__m256i Last, __m256i Middle, __m256i First)
 {
     const __m512i last = _mm512_cvtepu8_epi16(Last);
@@ -292,43 +351,47 @@ static inline ICNV_TARGET __m512i unitsOf(__m256i Last, __m256i Middle, __m256i 
     return _mm512_ternarylogic_epi32(last, middle, first, 0xFE);
 }
 
-static inline ICNV_TARGET Utf512 decodeUtf(__m512i Bytes, size_t Count)
+static inline ICNV_TARGET __m512i numbers(void)
 {
-    const u64 high = _mm512_movepi8_mask(Bytes);
+    return _mm512_set_epi8(63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, 48, 47, 46, 45, 44, 43, 42, 41, 40,
+                           39, 38, 37, 36, 35, 34, 33, 32, 31, 30, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17, 16,
+                           15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+}
+
+static inline ICNV_TARGET Utf512 decodeUtf(__m512i Bytes, u64 High, size_t Count)
+{
     const u64 second = _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x40));
-    const u64 lead = high & second;
-    const u64 trail = high & ~second;
+    const u64 lead = High & second;
+    const u64 trail = High & ~second;
     const u64 lead3 = lead & _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x20));
     const u64 bad = lead3 & _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x10));
 
     Utf512 out;
     out.bytes = wholeUpTo(lead, lead3, trail, bad, Count);
     if (out.bytes == 0) return out;
-    const u64 valid = bytesUpTo(out.bytes);
-    const u64 starts = ~trail & valid;
+    const u64 starts = ~trail & bytesUpTo(out.bytes);
     const u64 ends = starts >> 1 | u64{1} << (out.bytes - 1);
     out.count = static_cast<size_t>(_mm_popcnt_u64(starts));
 
-    // Of each character: its last byte, the one before that, and the one before those.
-    const __m512i number = _mm512_set_epi8(63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, 48, 47, 46, 45, 44,
-                                           43, 42, 41, 40, 39, 38, 37, 36, 35, 34, 33, 32, 31, 30, 29, 28, 27, 26, 25, 24,
-                                           23, 22, 21, 20, 19, 18, 17, 16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2,
-                                           1, 0);
+    // The places of last bytes, closed up; from them the last, middle and first byte of each character. What stands
+    // in a place before the character is masked: its middle byte counts only behind a high last byte, its first byte
+    // only where the middle one is no lead.
     const __m512i six = _mm512_set1_epi8(0x3F);
-    const __m512i before = _mm512_permutexvar_epi8(_mm512_sub_epi8(number, _mm512_set1_epi8(1)), Bytes);
-    const __m512i last = _mm512_maskz_compress_epi8(ends, _mm512_mask_blend_epi8(trail, Bytes, _mm512_and_si512(Bytes, six)));
-    const __m512i middle =
-        _mm512_maskz_compress_epi8(ends, _mm512_maskz_mov_epi8(trail, _mm512_and_si512(before, six)));
-    __m512i first = _mm512_setzero_si512();
-    if (lead3 != 0) {
-        const __m512i twoBefore = _mm512_permutexvar_epi8(_mm512_sub_epi8(number, _mm512_set1_epi8(2)), Bytes);
-        first = _mm512_maskz_compress_epi8(
-            ends, _mm512_maskz_mov_epi8(lead3 << 2, _mm512_and_si512(twoBefore, _mm512_set1_epi8(0x0F))));
+    const __m512i place = _mm512_maskz_compress_epi8(ends, numbers());
+    const __m512i last = _mm512_permutexvar_epi8(place, Bytes);
+    const __m512i before = _mm512_permutexvar_epi8(_mm512_sub_epi8(place, _mm512_set1_epi8(1)), Bytes);
+    const __m512i first = _mm512_permutexvar_epi8(_mm512_sub_epi8(place, _mm512_set1_epi8(2)), Bytes);
+    const __mmask64 wide = _mm512_movepi8_mask(last);
+    const __mmask64 wider = _mm512_mask_testn_epi8_mask(wide, before, _mm512_set1_epi8(0x40));
+    const __m512i lastBits = _mm512_mask_mov_epi8(last, wide, _mm512_and_si512(last, six));
+    const __m512i middleBits = _mm512_maskz_mov_epi8(wide, _mm512_and_si512(before, six));
+    const __m512i firstBits = _mm512_maskz_mov_epi8(wider, first); // its marks are shifted out
+    out.units[0] = unitsOf(_mm512_castsi512_si256(lastBits), _mm512_castsi512_si256(middleBits),
+                           _mm512_castsi512_si256(firstBits));
+    if (out.count > 32) {
+        out.units[1] = unitsOf(_mm512_extracti64x4_epi64(lastBits, 1), _mm512_extracti64x4_epi64(middleBits, 1),
+                               _mm512_extracti64x4_epi64(firstBits, 1));
     }
-    out.units[0] = unitsOf(_mm512_castsi512_si256(last), _mm512_castsi512_si256(middle),
-                           _mm512_castsi512_si256(first));
-    out.units[1] = unitsOf(_mm512_extracti64x4_epi64(last, 1), _mm512_extracti64x4_epi64(middle, 1),
-                           _mm512_extracti64x4_epi64(first, 1));
     return out;
 }
 
@@ -339,39 +402,157 @@ static inline ICNV_TARGET void storeUnits(u8 *Target, const Utf512 *Block)
     if (count > 32) _mm512_mask_storeu_epi16(Target + 64, unitsUpTo(count - 32), Block->units[1]);
 }
 
+// Up to 64 bytes to as many units.
+static inline ICNV_TARGET void storeWidened(u8 *Target, __m512i Bytes, size_t Count)
+{
+    const __m512i low = _mm512_cvtepu8_epi16(_mm512_castsi512_si256(Bytes));
+    if (Count < 32) {
+        _mm512_mask_storeu_epi16(Target, unitsUpTo(Count), low);
+        return;
+    }
+    _mm512_storeu_si512(Target, low);
+    const __m512i high = _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(Bytes, 1));
+    _mm512_mask_storeu_epi16(Target + 64, unitsUpTo(Count - 32), high);
+}
+
+// The stride over UTF-8: blocks of 64 bytes at fixed places, so that no load has to wait for the block before it. A
+// character belongs to the block of its last byte; its earlier bytes are loaded again from one and two places before.
+struct Stride {
+    u64 owed; // trail bytes that the blocks before still wait for, from the first byte of the next
+    u64 ending; // those of them that end their character
+    u32 pending; // bytes of an unfinished character before the next block
+};
+
+struct StrideBlock {
+    u64 ends; // last bytes
+    u64 lead3; // whether a character of three bytes begins or ends here
+};
+
+// Takes a block's characters into account; false when it is not well formed, with the stride as it was.
+static inline ICNV_TARGET bool takeBlock(__m512i Bytes, u64 High, Stride *At, StrideBlock *Out)
+{
+    const u64 second = _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x40));
+    const u64 lead = High & second;
+    const u64 trail = High & ~second;
+    const u64 lead3 = lead & _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x20));
+    const u64 bad = lead3 & _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x10));
+    if (((lead << 1 | lead3 << 2 | At->owed) ^ trail) | bad) return false;
+    const u64 lead2 = lead & ~lead3;
+    Out->ends = ~High | lead2 << 1 | lead3 << 2 | At->ending;
+    Out->lead3 = lead3 | (At->ending ^ At->owed) | At->pending >> 1;
+    At->owed = lead >> 63 | lead3 >> 62;
+    At->ending = lead2 >> 63 | lead3 >> 62;
+    At->pending = static_cast<u32>(lead >> 63 ? 1 : (lead3 >> 62 & 1) * 2);
+    return true;
+}
+
+// Bytes 80 to BF behind C2 are the character itself, behind C3 it less 40; false when other leads stand in the block.
+static inline ICNV_TARGET bool latinOf(__m512i Bytes, __m512i Before, u64 High, u64 Ends, __m512i *Chars)
+{
+    const __m512i pair = _mm512_and_si512(Before, _mm512_set1_epi8(static_cast<char>(0xFE)));
+    const u64 latin = _mm512_cmpeq_epi8_mask(pair, _mm512_set1_epi8(static_cast<char>(0xC2)));
+    const u64 wide = High & Ends;
+    if (wide & ~latin) return false;
+    const u64 upper = _mm512_mask_cmpeq_epi8_mask(wide, Before, _mm512_set1_epi8(static_cast<char>(0xC3)));
+    const __m512i chars = _mm512_mask_add_epi8(Bytes, upper, Bytes, _mm512_set1_epi8(0x40));
+    *Chars = _mm512_maskz_compress_epi8(Ends, chars);
+    return true;
+}
+
+static inline ICNV_TARGET Utf512 joinUtf(__m512i Bytes, __m512i Before, __m512i TwoBefore, u64 Ends)
+{
+    const __m512i six = _mm512_set1_epi8(0x3F);
+    const __m512i place = _mm512_maskz_compress_epi8(Ends, numbers());
+    const __m512i last = _mm512_permutexvar_epi8(place, Bytes);
+    const __m512i before = _mm512_permutexvar_epi8(place, Before);
+    const __m512i first = _mm512_permutexvar_epi8(place, TwoBefore);
+    const __mmask64 wide = _mm512_movepi8_mask(last);
+    const __mmask64 wider = _mm512_mask_testn_epi8_mask(wide, before, _mm512_set1_epi8(0x40));
+    const __m512i lastBits = _mm512_mask_mov_epi8(last, wide, _mm512_and_si512(last, six));
+    const __m512i middleBits = _mm512_maskz_mov_epi8(wide, _mm512_and_si512(before, six));
+    const __m512i firstBits = _mm512_maskz_mov_epi8(wider, first); // its marks are shifted out
+    Utf512 out;
+    out.bytes = 64;
+    out.count = static_cast<size_t>(_mm_popcnt_u64(Ends));
+    out.units[0] = unitsOf(_mm512_castsi512_si256(lastBits), _mm512_castsi512_si256(middleBits),
+                           _mm512_castsi512_si256(firstBits));
+    if (out.count > 32) {
+        out.units[1] = unitsOf(_mm512_extracti64x4_epi64(lastBits, 1), _mm512_extracti64x4_epi64(middleBits, 1),
+                               _mm512_extracti64x4_epi64(firstBits, 1));
+    }
+    return out;
+}
+
+// From a border between characters at least two bytes into the text. Returns the bytes consumed, to such a border.
+static ICNV_TARGET size_t strideToUnits(const u8 *Source, size_t Length, u8 *Target, size_t Room, size_t *Units)
+{
+    Stride at = {0, 0, 0};
+    size_t used = 0;
+    size_t made = 0;
+    for (; used + 64 <= Length && made + 64 <= Room; used += 64) {
+        const __m512i bytes = _mm512_loadu_si512(Source + used);
+        const u64 high = _mm512_movepi8_mask(bytes);
+        u8 *const out = Target + 2 * made;
+        if ((high | at.owed) == 0) {
+            _mm512_storeu_si512(out, _mm512_cvtepu8_epi16(_mm512_castsi512_si256(bytes)));
+            _mm512_storeu_si512(out + 64, _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(bytes, 1)));
+            at.pending = 0;
+            made += 64;
+            continue;
+        }
+        StrideBlock block;
+        if (!takeBlock(bytes, high, &at, &block)) break;
+        const __m512i before = _mm512_loadu_si512(Source + used - 1);
+        __m512i latin;
+        if (block.lead3 == 0 && latinOf(bytes, before, high, block.ends, &latin)) {
+            const size_t count = static_cast<size_t>(_mm_popcnt_u64(block.ends));
+            storeWidened(out, latin, count);
+            made += count;
+            continue;
+        }
+        const Utf512 chars = joinUtf(bytes, before, _mm512_loadu_si512(Source + used - 2), block.ends);
+        storeUnits(out, &chars);
+        made += chars.count;
+    }
+    *Units = made;
+    return used - at.pending;
+}
+
 static ICNV_TARGET size_t utfToUnits(const u8 *Source, size_t Length, u8 *Target, size_t Room, size_t *Units)
 {
     size_t used = 0;
     size_t made = 0;
     while (used < Length && made < Room) {
         const size_t count = Length - used < 64 ? Length - used : 64;
-        const __m512i bytes = loadUpTo(Source + used, count);
         const size_t room = Room - made;
-        if (_mm512_movepi8_mask(bytes) == 0) {
-            const size_t take = count < room ? count : room;
-            const __m512i low = _mm512_cvtepu8_epi16(_mm512_castsi512_si256(bytes));
-            storeUpTo(Target + 2 * made, 2 * take, low);
-            if (take > 32) {
-                const __m512i high = _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(bytes, 1));
-                storeUpTo(Target + 2 * made + 64, 2 * take - 64, high);
-            }
+        const __m512i bytes = loadUpTo(Source + used, count);
+        const u64 high = _mm512_movepi8_mask(bytes);
+        if (high == 0) {
+            const size_t take = least(count, room);
+            storeWidened(Target + 2 * made, bytes, take);
             used += take;
             made += take;
-            continue;
-        }
-        const Utf512 block = decodeUtf(bytes, count);
-        if (block.bytes != 0 && block.count <= room) {
+        } else if (const Latin512 latin = decodeLatin(bytes, high, count); latin.bytes != 0 && latin.count <= room) {
+            storeWidened(Target + 2 * made, latin.chars, latin.count);
+            used += latin.bytes;
+            made += latin.count;
+        } else if (const Utf512 block = decodeUtf(bytes, high, count); block.bytes != 0 && block.count <= room) {
             storeUnits(Target + 2 * made, &block);
             used += block.bytes;
             made += block.count;
-            continue;
+        } else {
+            const u8 *in = Source + used;
+            u16 unit;
+            if (!IcnvPlainUtf(&in, Source + Length, &unit)) break;
+            memcpy(Target + 2 * made, &unit, 2);
+            used = static_cast<size_t>(in - Source);
+            ++made;
         }
-        const u8 *in = Source + used;
-        u16 unit;
-        if (!IcnvPlainUtf(&in, Source + Length, &unit)) break;
-        memcpy(Target + 2 * made, &unit, 2);
-        used = static_cast<size_t>(in - Source);
-        ++made;
+        if (used >= 2 && Length - used >= 64) {
+            size_t more = 0;
+            used += strideToUnits(Source + used, Length - used, Target + 2 * made, Room - made, &more);
+            made += more;
+        }
     }
     *Units = made;
     return used;
@@ -391,6 +572,41 @@ static inline ICNV_TARGET void putNarrow(u8 *Target, __m512i Units, size_t Count
     for (size_t i = 0; i < Count; ++i) Target[i] = Narrow[units[i]];
 }
 
+// Whole blocks to bytes; see strideToUnits.
+static ICNV_TARGET size_t strideToBytes(const u8 *Source, size_t Length, u8 *Target, size_t Room, const Map256 *Map,
+                                        const u8 *Narrow, size_t *Bytes)
+{
+    Stride at = {0, 0, 0};
+    size_t used = 0;
+    size_t made = 0;
+    for (; used + 64 <= Length && made + 64 <= Room; used += 64) {
+        const __m512i bytes = _mm512_loadu_si512(Source + used);
+        const u64 high = _mm512_movepi8_mask(bytes);
+        u8 *const out = Target + made;
+        if ((high | at.owed) == 0) {
+            _mm512_storeu_si512(out, mappedAscii(Map, bytes));
+            at.pending = 0;
+            made += 64;
+            continue;
+        }
+        StrideBlock block;
+        if (!takeBlock(bytes, high, &at, &block)) break;
+        const __m512i before = _mm512_loadu_si512(Source + used - 1);
+        const size_t count = static_cast<size_t>(_mm_popcnt_u64(block.ends));
+        __m512i latin;
+        made += count;
+        if (block.lead3 == 0 && latinOf(bytes, before, high, block.ends, &latin)) {
+            storeUpTo(out, count, mapped(Map, latin));
+            continue;
+        }
+        const Utf512 chars = joinUtf(bytes, before, _mm512_loadu_si512(Source + used - 2), block.ends);
+        putNarrow(out, chars.units[0], count < 32 ? count : 32, Map, Narrow);
+        if (count > 32) putNarrow(out + 32, chars.units[1], count - 32, Map, Narrow);
+    }
+    *Bytes = made;
+    return used - at.pending;
+}
+
 static ICNV_TARGET size_t utfToBytes(const u8 *Source, size_t Length, u8 *Target, size_t Room, const u8 *Narrow,
                                      size_t *Bytes)
 {
@@ -399,28 +615,35 @@ static ICNV_TARGET size_t utfToBytes(const u8 *Source, size_t Length, u8 *Target
     size_t made = 0;
     while (used < Length && made < Room) {
         const size_t count = Length - used < 64 ? Length - used : 64;
-        const __m512i bytes = loadUpTo(Source + used, count);
         const size_t room = Room - made;
-        if (_mm512_movepi8_mask(bytes) == 0) {
-            const size_t take = count < room ? count : room;
+        const __m512i bytes = loadUpTo(Source + used, count);
+        const u64 high = _mm512_movepi8_mask(bytes);
+        if (high == 0) {
+            const size_t take = least(count, room);
             storeUpTo(Target + made, take, mappedAscii(&map, bytes));
             used += take;
             made += take;
-            continue;
-        }
-        const Utf512 block = decodeUtf(bytes, count);
-        if (block.bytes != 0 && block.count <= room) {
+        } else if (const Latin512 latin = decodeLatin(bytes, high, count); latin.bytes != 0 && latin.count <= room) {
+            storeUpTo(Target + made, latin.count, mapped(&map, latin.chars));
+            used += latin.bytes;
+            made += latin.count;
+        } else if (const Utf512 block = decodeUtf(bytes, high, count); block.bytes != 0 && block.count <= room) {
             putNarrow(Target + made, block.units[0], block.count < 32 ? block.count : 32, &map, Narrow);
             if (block.count > 32) putNarrow(Target + made + 32, block.units[1], block.count - 32, &map, Narrow);
             used += block.bytes;
             made += block.count;
-            continue;
+        } else {
+            const u8 *in = Source + used;
+            u16 unit;
+            if (!IcnvPlainUtf(&in, Source + Length, &unit)) break;
+            Target[made++] = Narrow[unit];
+            used = static_cast<size_t>(in - Source);
         }
-        const u8 *in = Source + used;
-        u16 unit;
-        if (!IcnvPlainUtf(&in, Source + Length, &unit)) break;
-        Target[made++] = Narrow[unit];
-        used = static_cast<size_t>(in - Source);
+        if (used >= 2 && Length - used >= 64) {
+            size_t more = 0;
+            used += strideToBytes(Source + used, Length - used, Target + made, Room - made, &map, Narrow, &more);
+            made += more;
+        }
     }
     *Bytes = made;
     return used;
@@ -447,13 +670,32 @@ static inline ICNV_TARGET u64 leadsIn(__m512i Bytes, const IcnvLeadRanges *Row)
 }
 
 // Which bytes are the second of a pair, from the bytes that could lead one: within a row of such bytes each other one,
-// and the byte behind a row of odd length. The sum carries through each row, and so tells odd from even.
-static inline ICNV_TARGET u64 trailsOf(u64 Leads)
+// and the byte behind a row of odd length. The sum carries through each row, and so tells odd from even. Carry is 1
+// when the block before ended in a lead byte.
+static inline ICNV_TARGET u64 trailsBehind(u64 Leads, u64 Carry)
 {
     constexpr u64 odd = 0xAAAAAAAAAAAAAAAAu;
-    const u64 maybe = Leads << 1 | odd;
-    const u64 series = maybe - Leads;
-    return (series ^ odd) ^ Leads;
+    const u64 able = Leads & ~Carry;
+    const u64 series = (able << 1 | odd) - able;
+    return (series ^ odd) ^ (Leads | Carry);
+}
+
+static inline ICNV_TARGET u64 eucShiftsIn(__m512i Bytes)
+{
+    const __m512i pair = _mm512_and_si512(Bytes, _mm512_set1_epi8(static_cast<char>(0xFE)));
+    return _mm512_cmpeq_epi8_mask(pair, _mm512_set1_epi8(static_cast<char>(0x8E)));
+}
+
+// Characters of a block by their last bytes; Before holds the byte in front of each. The target is a buffer of the
+// library's own: what is stored behind the characters does not matter.
+static inline ICNV_TARGET size_t putPairs(u16 *Target, __m512i Bytes, __m512i Before, u64 Trails, u64 Ends)
+{
+    const __m512i low = _mm512_maskz_compress_epi8(Ends, Bytes);
+    const __m512i high = _mm512_maskz_compress_epi8(Ends, _mm512_maskz_mov_epi8(Trails, Before));
+    const Pair512 units = interleave(low, high);
+    _mm512_storeu_si512(Target, units.half[0]);
+    _mm512_storeu_si512(Target + 32, units.half[1]);
+    return static_cast<size_t>(_mm_popcnt_u64(Ends));
 }
 
 static ICNV_TARGET size_t pairsToUnits(const u8 *Source, size_t Length, u16 *Target, size_t Room,
@@ -461,38 +703,25 @@ static ICNV_TARGET size_t pairsToUnits(const u8 *Source, size_t Length, u16 *Tar
 {
     size_t used = 0;
     size_t made = 0;
+    u64 carry = 0; // the block before ended in a lead byte
     while (used < Length && Room - made >= 64) {
         size_t count = Length - used < 64 ? Length - used : 64;
         const __m512i bytes = loadUpTo(Source + used, count);
         const u64 candidates = leadsIn(bytes, &Pairs->lead) & bytesUpTo(count);
-        const u64 trails = trailsOf(candidates);
+        const u64 trails = trailsBehind(candidates, carry);
         const u64 leads = candidates & ~trails;
-        if (Pairs->stopsAtShifts) {
-            const __m512i masked = _mm512_and_si512(bytes, _mm512_set1_epi8(static_cast<char>(0xFE)));
-            const u64 shifts =
-                _mm512_cmpeq_epi8_mask(masked, _mm512_set1_epi8(static_cast<char>(0x8E))) & ~trails & bytesUpTo(count);
-            if (shifts != 0) count = static_cast<size_t>(__builtin_ctzll(shifts));
-        }
-        if (count != 0 && (leads >> (count - 1) & 1)) --count;
-        if (count == 0) break;
-
-        const u64 valid = bytesUpTo(count);
-        const u64 starts = ~trails & valid;
-        const __m512i next = _mm512_permutexvar_epi8(
-            _mm512_set_epi8(0, 63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, 48, 47, 46, 45, 44, 43, 42,
-                            41, 40, 39, 38, 37, 36, 35, 34, 33, 32, 31, 30, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19,
-                            18, 17, 16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1),
-            bytes);
-        const __m512i low = _mm512_maskz_compress_epi8(starts, _mm512_mask_mov_epi8(bytes, leads, next));
-        const __m512i high = _mm512_maskz_compress_epi8(starts, _mm512_maskz_mov_epi8(leads, bytes));
-        const Pair512 units = interleave(low, high);
-        _mm512_storeu_si512(Target + made, units.half[0]); // a buffer of the caller's own: the rest does not matter
-        _mm512_storeu_si512(Target + made + 32, units.half[1]);
+        const u64 shifts = Pairs->stopsAtShifts ? eucShiftsIn(bytes) & ~trails & bytesUpTo(count) : 0;
+        if (shifts != 0) count = static_cast<size_t>(__builtin_ctzll(shifts));
+        const u64 ends = ~leads & bytesUpTo(count);
+        const __m512i before = used != 0 ? _mm512_mask_loadu_epi8(_mm512_setzero_si512(), bytesUpTo(count), Source + used - 1)
+                                         : _mm512_permutexvar_epi8(_mm512_sub_epi8(numbers(), _mm512_set1_epi8(1)), bytes);
+        made += putPairs(Target + made, bytes, before, trails, ends);
         used += count;
-        made += static_cast<size_t>(_mm_popcnt_u64(starts));
+        carry = count != 0 ? leads >> (count - 1) & 1 : carry;
+        if (shifts != 0) break;
     }
     *Units = made;
-    return used;
+    return used - carry;
 }
 
 static inline ICNV_TARGET __m512i swapped(__m512i Words)

@@ -112,17 +112,17 @@ void SupOS_IcnvMakePlan(IcnvPlan *Plan, const IcnvDescriptor *Descriptor)
     Plan->catalogue = InfTR_Read(IcnvRoot);
     Plan->map = nullptr;
     Plan->flat = nullptr;
-    if (Descriptor->mode == ICNV_MODE_COPY) return;
-    if (Descriptor->mode != 0) {
+    if (Descriptor->mode == 0) {
+        const IcnvFlatKind kind = SupOS_IcnvFlatKindOf(Descriptor->fromKind, Descriptor->fromEncoding,
+                                                       Descriptor->toKind, Descriptor->toEncoding);
+        if (kind != ICNV_FLAT_NONE) Plan->flat = SupOS_IcnvFlatOf(Descriptor->table1, kind);
+    } else if (Descriptor->mode != ICNV_MODE_COPY) {
         if (foldBytes(Plan, Descriptor)) Plan->map = Plan->bytes;
         const u32 table2 = Descriptor->table2;
         if (table2 != 0 && table2 != ICNV_TBL_SAME && table2 != ICNV_TBL_SUBST)
             Plan->flat = SupOS_IcnvFlatOf(table2, ICNV_FLAT_D2);
-        return;
     }
-    const IcnvFlatKind kind = SupOS_IcnvFlatKindOf(Descriptor->fromKind, Descriptor->fromEncoding, Descriptor->toKind,
-                                                   Descriptor->toEncoding);
-    if (kind != ICNV_FLAT_NONE) Plan->flat = SupOS_IcnvFlatOf(Descriptor->table1, kind);
+    Plan->straight = SupOS_IcnvStraightOf(Plan, Descriptor);
 }
 
 static bool isOpenFailure(i32 Code)
@@ -188,6 +188,13 @@ i32 SupOS_SafeIcnvClose(u32 cd)
     INFTR_RETURN_VALUE(3, result);
 }
 
+// Whether the layers below could leave a trace.
+static bool isTraced(void)
+{
+    const struct InfTR_MasterTraceArea *const master = InfTR_Read(InfTR_TracePtr);
+    return master != nullptr && InfTR_Read(master->TraceFlagMaster) == 1;
+}
+
 // The copy of a descriptor without work: all or nothing, and the pointers stay.
 static i32 copyAll(const u8 *Source, u32 Length, u8 *Target, u32 Room)
 {
@@ -215,7 +222,13 @@ i32 SupOS_SafeIcnvCode(u32 cd, const u8 **srcpp, u32 *slenp, u8 **tgtpp, u32 *tl
     const IcnvPlan *plan = &icnvPlans[slot];
     if (plan->catalogue == nullptr || plan->catalogue != InfTR_Read(IcnvRoot)) plan = nullptr;
 
-    if (descriptor->mode == ICNV_MODE_COPY) {
+    u32 written;
+    if (plan != nullptr && plan->straight != nullptr && !isTraced() &&
+        plan->straight(plan, *srcpp, length, *tgtpp, room, &written)) {
+        *srcpp += length;
+        *tgtpp += written;
+        *tlenp = written;
+    } else if (descriptor->mode == ICNV_MODE_COPY) {
         code = copyAll(*srcpp, length, *tgtpp, room);
         if (code != ICNV_RC_OK) INFTR_RETURN_CODE(2, code);
         *tlenp = length;
