@@ -18,15 +18,18 @@
 #define ICNV_TARGET                                                                                                    \
     __attribute__((target("avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi,avx512vbmi2,avx2,bmi,bmi2,popcnt,lzcnt")))
 
+// Pieces of a loop: a call would carry its registers through memory.
+#define ICNV_INLINE inline __attribute__((always_inline)) ICNV_TARGET
+
 // From this size on the target goes past the caches.
 constexpr size_t ICNV_STREAM_FROM = size_t{6} << 20;
 
-static inline ICNV_TARGET __mmask64 bytesUpTo(size_t Count)
+static ICNV_INLINE __mmask64 bytesUpTo(size_t Count)
 {
     return Count >= 64 ? ~u64{0} : _bzhi_u64(~u64{0}, static_cast<u32>(Count));
 }
 
-static inline ICNV_TARGET __mmask32 unitsUpTo(size_t Count)
+static ICNV_INLINE __mmask32 unitsUpTo(size_t Count)
 {
     return Count >= 32 ? ~u32{0} : _bzhi_u32(~u32{0}, static_cast<u32>(Count));
 }
@@ -40,30 +43,30 @@ struct Map256 {
     __m512i quarter[4];
 };
 
-static inline ICNV_TARGET Map256 loadMap(const u8 *Map)
+static ICNV_INLINE Map256 loadMap(const u8 *Map)
 {
     return {{_mm512_loadu_si512(Map), _mm512_loadu_si512(Map + 64), _mm512_loadu_si512(Map + 128),
              _mm512_loadu_si512(Map + 192)}};
 }
 
-static inline ICNV_TARGET __m512i mapped(const Map256 *Map, __m512i Bytes)
+static ICNV_INLINE __m512i mapped(const Map256 *Map, __m512i Bytes)
 {
     const __m512i below = _mm512_permutex2var_epi8(Map->quarter[0], Bytes, Map->quarter[1]);
     const __m512i above = _mm512_permutex2var_epi8(Map->quarter[2], Bytes, Map->quarter[3]);
     return _mm512_mask_blend_epi8(_mm512_movepi8_mask(Bytes), below, above);
 }
 
-static inline ICNV_TARGET __m512i mappedAscii(const Map256 *Map, __m512i Bytes)
+static ICNV_INLINE __m512i mappedAscii(const Map256 *Map, __m512i Bytes)
 {
     return _mm512_permutex2var_epi8(Map->quarter[0], Bytes, Map->quarter[1]);
 }
 
-static inline ICNV_TARGET __m512i loadUpTo(const u8 *Source, size_t Count)
+static ICNV_INLINE __m512i loadUpTo(const u8 *Source, size_t Count)
 {
     return Count >= 64 ? _mm512_loadu_si512(Source) : _mm512_maskz_loadu_epi8(bytesUpTo(Count), Source);
 }
 
-static inline ICNV_TARGET void storeUpTo(u8 *Target, size_t Count, __m512i Bytes)
+static ICNV_INLINE void storeUpTo(u8 *Target, size_t Count, __m512i Bytes)
 {
     if (Count >= 64)
         _mm512_storeu_si512(Target, Bytes);
@@ -111,7 +114,7 @@ struct Pair512 {
     __m512i half[2];
 };
 
-static inline ICNV_TARGET Pair512 interleave(__m512i First, __m512i Second)
+static ICNV_INLINE Pair512 interleave(__m512i First, __m512i Second)
 {
     const __m512i order = _mm512_setr_epi64(0, 4, 1, 5, 2, 6, 3, 7); // unpacking works within lanes of 16 bytes
     const __m512i first = _mm512_permutexvar_epi64(order, First);
@@ -151,7 +154,7 @@ static ICNV_TARGET void bytesToUnits(const u8 *Source, u8 *Target, size_t Count,
 }
 
 // Stores the first Count bytes; whole when the caller knows that the bytes behind them are still to be written.
-static inline ICNV_TARGET u8 *storeNext(u8 *Target, size_t Count, __m512i Bytes, bool Whole)
+static ICNV_INLINE u8 *storeNext(u8 *Target, size_t Count, __m512i Bytes, bool Whole)
 {
     if (Whole)
         _mm512_storeu_si512(Target, Bytes);
@@ -161,7 +164,7 @@ static inline ICNV_TARGET u8 *storeNext(u8 *Target, size_t Count, __m512i Bytes,
 }
 
 // Up to 32 units, none of them above 0x7FF, to UTF-8.
-static inline ICNV_TARGET u8 *putTwoBytes(u8 *Target, __m512i Units, __mmask32 Valid, __mmask32 Wide, bool Whole)
+static ICNV_INLINE u8 *putTwoBytes(u8 *Target, __m512i Units, __mmask32 Valid, __mmask32 Wide, bool Whole)
 {
     const __m512i shifts = _mm512_set1_epi64(0x3036202610160006); // bits 6 and 0 of each unit
     const __m512i parts = _mm512_multishift_epi64_epi8(shifts, Units);
@@ -174,7 +177,7 @@ static inline ICNV_TARGET u8 *putTwoBytes(u8 *Target, __m512i Units, __mmask32 V
 }
 
 // Up to 16 units in words to UTF-8 of any length: the bytes of each lie in a lane of four, the last in the third place.
-static inline ICNV_TARGET u8 *putThreeBytes(u8 *Target, __m256i Units, u32 Valid, u32 Wide, u32 Wider, bool Whole)
+static ICNV_INLINE u8 *putThreeBytes(u8 *Target, __m256i Units, u32 Valid, u32 Wide, u32 Wider, bool Whole)
 {
     const __m512i shifts = _mm512_set1_epi64(0x0020262C0000060C); // bits 12, 6 and 0 of each lane
     const __m512i lanes = _mm512_cvtepu16_epi32(Units);
@@ -201,7 +204,7 @@ static inline ICNV_TARGET u8 *putThreeBytes(u8 *Target, __m256i Units, u32 Valid
 }
 
 // Up to 32 units to UTF-8. Whole: 64 more bytes behind these are still to be written.
-static inline ICNV_TARGET u8 *putUnits(u8 *Target, __m512i Units, size_t Count, bool Whole)
+static ICNV_INLINE u8 *putUnits(u8 *Target, __m512i Units, size_t Count, bool Whole)
 {
     const __mmask32 valid = unitsUpTo(Count);
     const __mmask32 wide = _mm512_mask_cmpge_epu16_mask(valid, Units, _mm512_set1_epi16(0x80));
@@ -252,7 +255,7 @@ static ICNV_TARGET size_t unitsToUtf(const u8 *Source, size_t Count, u8 *Target)
 }
 
 // Up to 64 bytes to UTF-8, by the tables of the first and second byte; characters of three bytes go through units.
-static inline ICNV_TARGET u8 *putBytes(u8 *Target, __m512i First, __m512i Second, size_t Count, bool Whole)
+static ICNV_INLINE u8 *putBytes(u8 *Target, __m512i First, __m512i Second, size_t Count, bool Whole)
 {
     const u64 valid = bytesUpTo(Count);
     const u64 wide = _mm512_movepi8_mask(Second) & valid;
@@ -311,7 +314,7 @@ struct Latin512 {
 
 // Where in a block the whole and well-formed characters end. Lead, Lead3 and Trail tell the bytes by their top bits,
 // Bad the leads of four bytes and more.
-static inline ICNV_TARGET size_t wholeUpTo(u64 Lead, u64 Lead3, u64 Trail, u64 Bad, size_t Count)
+static ICNV_INLINE size_t wholeUpTo(u64 Lead, u64 Lead3, u64 Trail, u64 Bad, size_t Count)
 {
     const u64 expected = Lead << 1 | Lead3 << 2;
     const u64 wrong = ((expected ^ Trail) & bytesUpTo(Count)) | Bad;
@@ -325,7 +328,7 @@ static inline ICNV_TARGET size_t wholeUpTo(u64 Lead, u64 Lead3, u64 Trail, u64 B
 }
 
 // Bytes C2 and C3 lead the characters 80 to FF: the second byte is the character itself, or it less 40.
-static inline ICNV_TARGET Latin512 decodeLatin(__m512i Bytes, u64 High, size_t Count)
+static ICNV_INLINE Latin512 decodeLatin(__m512i Bytes, u64 High, size_t Count)
 {
     const u64 lead = High & _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x40));
     const __m512i pair = _mm512_and_si512(Bytes, _mm512_set1_epi8(static_cast<char>(0xFE)));
@@ -343,7 +346,7 @@ static inline ICNV_TARGET Latin512 decodeLatin(__m512i Bytes, u64 High, size_t C
     return out;
 }
 
-static inline ICNV_TARGET __m512i unitsOf(__m256i Last, __m256i Middle, __m256i First)
+static ICNV_INLINE __m512i unitsOf(__m256i Last, __m256i Middle, __m256i First)
 {
     const __m512i last = _mm512_cvtepu8_epi16(Last);
     const __m512i middle = _mm512_slli_epi16(_mm512_cvtepu8_epi16(Middle), 6);
@@ -351,14 +354,14 @@ static inline ICNV_TARGET __m512i unitsOf(__m256i Last, __m256i Middle, __m256i 
     return _mm512_ternarylogic_epi32(last, middle, first, 0xFE);
 }
 
-static inline ICNV_TARGET __m512i numbers(void)
+static ICNV_INLINE __m512i numbers(void)
 {
     return _mm512_set_epi8(63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, 48, 47, 46, 45, 44, 43, 42, 41, 40,
                            39, 38, 37, 36, 35, 34, 33, 32, 31, 30, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17, 16,
                            15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
 }
 
-static inline ICNV_TARGET Utf512 decodeUtf(__m512i Bytes, u64 High, size_t Count)
+static ICNV_INLINE Utf512 decodeUtf(__m512i Bytes, u64 High, size_t Count)
 {
     const u64 second = _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x40));
     const u64 lead = High & second;
@@ -395,7 +398,7 @@ static inline ICNV_TARGET Utf512 decodeUtf(__m512i Bytes, u64 High, size_t Count
     return out;
 }
 
-static inline ICNV_TARGET void storeUnits(u8 *Target, const Utf512 *Block)
+static ICNV_INLINE void storeUnits(u8 *Target, const Utf512 *Block)
 {
     const size_t count = Block->count;
     _mm512_mask_storeu_epi16(Target, unitsUpTo(count), Block->units[0]);
@@ -403,7 +406,7 @@ static inline ICNV_TARGET void storeUnits(u8 *Target, const Utf512 *Block)
 }
 
 // Up to 64 bytes to as many units.
-static inline ICNV_TARGET void storeWidened(u8 *Target, __m512i Bytes, size_t Count)
+static ICNV_INLINE void storeWidened(u8 *Target, __m512i Bytes, size_t Count)
 {
     const __m512i low = _mm512_cvtepu8_epi16(_mm512_castsi512_si256(Bytes));
     if (Count < 32) {
@@ -421,51 +424,53 @@ struct Stride {
     u64 owed; // trail bytes that the blocks before still wait for, from the first byte of the next
     u64 ending; // those of them that end their character
     u32 pending; // bytes of an unfinished character before the next block
+    bool general; // take the next block for one of any characters
 };
 
-struct StrideBlock {
-    u64 ends; // last bytes
-    u64 lead3; // whether a character of three bytes begins or ends here
-};
-
-// Takes a block's characters into account; false when it is not well formed, with the stride as it was.
-static inline ICNV_TARGET bool takeBlock(__m512i Bytes, u64 High, Stride *At, StrideBlock *Out)
+// Takes a block's characters into account. Returns their last bytes, 0 when the block is not well formed.
+static ICNV_INLINE u64 takeBlock(__m512i Bytes, u64 High, Stride *At)
 {
     const u64 second = _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x40));
     const u64 lead = High & second;
     const u64 trail = High & ~second;
     const u64 lead3 = lead & _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x20));
     const u64 bad = lead3 & _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x10));
-    if (((lead << 1 | lead3 << 2 | At->owed) ^ trail) | bad) return false;
+    if (((lead << 1 | lead3 << 2 | At->owed) ^ trail) | bad) return 0;
     const u64 lead2 = lead & ~lead3;
-    Out->ends = ~High | lead2 << 1 | lead3 << 2 | At->ending;
-    Out->lead3 = lead3 | (At->ending ^ At->owed) | At->pending >> 1;
+    const u64 ends = ~High | lead2 << 1 | lead3 << 2 | At->ending;
     At->owed = lead >> 63 | lead3 >> 62;
     At->ending = lead2 >> 63 | lead3 >> 62;
     At->pending = static_cast<u32>(lead >> 63 ? 1 : (lead3 >> 62 & 1) * 2);
-    return true;
+    At->general = (lead3 | At->pending) != 0;
+    return ends;
 }
 
-// Bytes 80 to BF behind C2 are the character itself, behind C3 it less 40; false when other leads stand in the block.
-static inline ICNV_TARGET bool latinOf(__m512i Bytes, __m512i Before, u64 High, u64 Ends, __m512i *Chars)
+// The same for a block whose leads are all C2 and C3: the bytes 80 to BF are the character itself behind C2, and it less
+// 40 behind C3. Returns the number of characters, 0 when other ones stand in the block.
+static ICNV_INLINE size_t takeLatin(__m512i Bytes, const u8 *Place, u64 High, Stride *At, __m512i *Chars)
 {
-    const __m512i pair = _mm512_and_si512(Before, _mm512_set1_epi8(static_cast<char>(0xFE)));
+    const u64 lead = High & _mm512_test_epi8_mask(Bytes, _mm512_set1_epi8(0x40));
+    const __m512i pair = _mm512_and_si512(Bytes, _mm512_set1_epi8(static_cast<char>(0xFE)));
     const u64 latin = _mm512_cmpeq_epi8_mask(pair, _mm512_set1_epi8(static_cast<char>(0xC2)));
-    const u64 wide = High & Ends;
-    if (wide & ~latin) return false;
-    const u64 upper = _mm512_mask_cmpeq_epi8_mask(wide, Before, _mm512_set1_epi8(static_cast<char>(0xC3)));
+    const u64 wrong = (lead ^ latin) | ((lead << 1 | At->owed) ^ (High & ~lead));
+    if (wrong != 0) return 0;
+    const __m512i before = _mm512_loadu_si512(Place - 1);
+    const __mmask64 upper = _mm512_cmpeq_epi8_mask(before, _mm512_set1_epi8(static_cast<char>(0xC3)));
     const __m512i chars = _mm512_mask_add_epi8(Bytes, upper, Bytes, _mm512_set1_epi8(0x40));
-    *Chars = _mm512_maskz_compress_epi8(Ends, chars);
-    return true;
+    *Chars = _mm512_maskz_compress_epi8(~lead, chars);
+    At->owed = lead >> 63;
+    At->ending = At->owed;
+    At->pending = static_cast<u32>(At->owed);
+    return static_cast<size_t>(_mm_popcnt_u64(~lead));
 }
 
-static inline ICNV_TARGET Utf512 joinUtf(__m512i Bytes, __m512i Before, __m512i TwoBefore, u64 Ends)
+static ICNV_INLINE Utf512 joinUtf(__m512i Bytes, const u8 *Place, u64 Ends)
 {
     const __m512i six = _mm512_set1_epi8(0x3F);
     const __m512i place = _mm512_maskz_compress_epi8(Ends, numbers());
     const __m512i last = _mm512_permutexvar_epi8(place, Bytes);
-    const __m512i before = _mm512_permutexvar_epi8(place, Before);
-    const __m512i first = _mm512_permutexvar_epi8(place, TwoBefore);
+    const __m512i before = _mm512_permutexvar_epi8(place, _mm512_loadu_si512(Place - 1));
+    const __m512i first = _mm512_permutexvar_epi8(place, _mm512_loadu_si512(Place - 2));
     const __mmask64 wide = _mm512_movepi8_mask(last);
     const __mmask64 wider = _mm512_mask_testn_epi8_mask(wide, before, _mm512_set1_epi8(0x40));
     const __m512i lastBits = _mm512_mask_mov_epi8(last, wide, _mm512_and_si512(last, six));
@@ -486,7 +491,7 @@ static inline ICNV_TARGET Utf512 joinUtf(__m512i Bytes, __m512i Before, __m512i 
 // From a border between characters at least two bytes into the text. Returns the bytes consumed, to such a border.
 static ICNV_TARGET size_t strideToUnits(const u8 *Source, size_t Length, u8 *Target, size_t Room, size_t *Units)
 {
-    Stride at = {0, 0, 0};
+    Stride at = {0, 0, 0, false};
     size_t used = 0;
     size_t made = 0;
     for (; used + 64 <= Length && made + 64 <= Room; used += 64) {
@@ -500,17 +505,16 @@ static ICNV_TARGET size_t strideToUnits(const u8 *Source, size_t Length, u8 *Tar
             made += 64;
             continue;
         }
-        StrideBlock block;
-        if (!takeBlock(bytes, high, &at, &block)) break;
-        const __m512i before = _mm512_loadu_si512(Source + used - 1);
         __m512i latin;
-        if (block.lead3 == 0 && latinOf(bytes, before, high, block.ends, &latin)) {
-            const size_t count = static_cast<size_t>(_mm_popcnt_u64(block.ends));
+        const size_t count = at.general ? 0 : takeLatin(bytes, Source + used, high, &at, &latin);
+        if (count != 0) {
             storeWidened(out, latin, count);
             made += count;
             continue;
         }
-        const Utf512 chars = joinUtf(bytes, before, _mm512_loadu_si512(Source + used - 2), block.ends);
+        const u64 ends = takeBlock(bytes, high, &at);
+        if (ends == 0) break;
+        const Utf512 chars = joinUtf(bytes, Source + used, ends);
         storeUnits(out, &chars);
         made += chars.count;
     }
@@ -559,7 +563,7 @@ static ICNV_TARGET size_t utfToUnits(const u8 *Source, size_t Length, u8 *Target
 }
 
 // Up to 32 units through a table of 65536 bytes, by its first 256 where they suffice.
-static inline ICNV_TARGET void putNarrow(u8 *Target, __m512i Units, size_t Count, const Map256 *Map, const u8 *Narrow)
+static ICNV_INLINE void putNarrow(u8 *Target, __m512i Units, size_t Count, const Map256 *Map, const u8 *Narrow)
 {
     const __mmask32 valid = unitsUpTo(Count);
     if (_mm512_mask_cmpgt_epu16_mask(valid, Units, _mm512_set1_epi16(0xFF)) == 0) {
@@ -576,7 +580,7 @@ static inline ICNV_TARGET void putNarrow(u8 *Target, __m512i Units, size_t Count
 static ICNV_TARGET size_t strideToBytes(const u8 *Source, size_t Length, u8 *Target, size_t Room, const Map256 *Map,
                                         const u8 *Narrow, size_t *Bytes)
 {
-    Stride at = {0, 0, 0};
+    Stride at = {0, 0, 0, false};
     size_t used = 0;
     size_t made = 0;
     for (; used + 64 <= Length && made + 64 <= Room; used += 64) {
@@ -589,19 +593,19 @@ static ICNV_TARGET size_t strideToBytes(const u8 *Source, size_t Length, u8 *Tar
             made += 64;
             continue;
         }
-        StrideBlock block;
-        if (!takeBlock(bytes, high, &at, &block)) break;
-        const __m512i before = _mm512_loadu_si512(Source + used - 1);
-        const size_t count = static_cast<size_t>(_mm_popcnt_u64(block.ends));
         __m512i latin;
-        made += count;
-        if (block.lead3 == 0 && latinOf(bytes, before, high, block.ends, &latin)) {
+        const size_t count = at.general ? 0 : takeLatin(bytes, Source + used, high, &at, &latin);
+        if (count != 0) {
             storeUpTo(out, count, mapped(Map, latin));
+            made += count;
             continue;
         }
-        const Utf512 chars = joinUtf(bytes, before, _mm512_loadu_si512(Source + used - 2), block.ends);
-        putNarrow(out, chars.units[0], count < 32 ? count : 32, Map, Narrow);
-        if (count > 32) putNarrow(out + 32, chars.units[1], count - 32, Map, Narrow);
+        const u64 ends = takeBlock(bytes, high, &at);
+        if (ends == 0) break;
+        const Utf512 chars = joinUtf(bytes, Source + used, ends);
+        putNarrow(out, chars.units[0], least(chars.count, 32), Map, Narrow);
+        if (chars.count > 32) putNarrow(out + 32, chars.units[1], chars.count - 32, Map, Narrow);
+        made += chars.count;
     }
     *Bytes = made;
     return used - at.pending;
@@ -658,7 +662,7 @@ static ICNV_TARGET void unitsToBytes(const u8 *Source, size_t Count, u8 *Target,
     }
 }
 
-static inline ICNV_TARGET u64 leadsIn(__m512i Bytes, const IcnvLeadRanges *Row)
+static ICNV_INLINE u64 leadsIn(__m512i Bytes, const IcnvLeadRanges *Row)
 {
     u64 leads = 0;
     for (u32 i = 0; i < Row->count; ++i) {
@@ -672,7 +676,7 @@ static inline ICNV_TARGET u64 leadsIn(__m512i Bytes, const IcnvLeadRanges *Row)
 // Which bytes are the second of a pair, from the bytes that could lead one: within a row of such bytes each other one,
 // and the byte behind a row of odd length. The sum carries through each row, and so tells odd from even. Carry is 1
 // when the block before ended in a lead byte.
-static inline ICNV_TARGET u64 trailsBehind(u64 Leads, u64 Carry)
+static ICNV_INLINE u64 trailsBehind(u64 Leads, u64 Carry)
 {
     constexpr u64 odd = 0xAAAAAAAAAAAAAAAAu;
     const u64 able = Leads & ~Carry;
@@ -680,7 +684,7 @@ static inline ICNV_TARGET u64 trailsBehind(u64 Leads, u64 Carry)
     return (series ^ odd) ^ (Leads | Carry);
 }
 
-static inline ICNV_TARGET u64 eucShiftsIn(__m512i Bytes)
+static ICNV_INLINE u64 eucShiftsIn(__m512i Bytes)
 {
     const __m512i pair = _mm512_and_si512(Bytes, _mm512_set1_epi8(static_cast<char>(0xFE)));
     return _mm512_cmpeq_epi8_mask(pair, _mm512_set1_epi8(static_cast<char>(0x8E)));
@@ -688,7 +692,7 @@ static inline ICNV_TARGET u64 eucShiftsIn(__m512i Bytes)
 
 // Characters of a block by their last bytes; Before holds the byte in front of each. The target is a buffer of the
 // library's own: what is stored behind the characters does not matter.
-static inline ICNV_TARGET size_t putPairs(u16 *Target, __m512i Bytes, __m512i Before, u64 Trails, u64 Ends)
+static ICNV_INLINE size_t putPairs(u16 *Target, __m512i Bytes, __m512i Before, u64 Trails, u64 Ends)
 {
     const __m512i low = _mm512_maskz_compress_epi8(Ends, Bytes);
     const __m512i high = _mm512_maskz_compress_epi8(Ends, _mm512_maskz_mov_epi8(Trails, Before));
@@ -724,7 +728,7 @@ static ICNV_TARGET size_t pairsToUnits(const u8 *Source, size_t Length, u16 *Tar
     return used - carry;
 }
 
-static inline ICNV_TARGET __m512i swapped(__m512i Words)
+static ICNV_INLINE __m512i swapped(__m512i Words)
 {
     return _mm512_or_si512(_mm512_slli_epi16(Words, 8), _mm512_srli_epi16(Words, 8));
 }
@@ -785,17 +789,17 @@ static ICNV_TARGET size_t unitsToPairs(const u16 *Source, size_t Count, u8 *Targ
     return static_cast<size_t>(out - Target);
 }
 
-static inline ICNV_TARGET u64 equalMask(const u8 *Place, u8 Byte)
+static ICNV_INLINE u64 equalMask(const u8 *Place, u8 Byte)
 {
     return _mm512_cmpeq_epi8_mask(_mm512_loadu_si512(Place), _mm512_set1_epi8(static_cast<char>(Byte)));
 }
 
-static inline ICNV_TARGET u64 leadMask(const u8 *Place, const IcnvLeadRanges *Row)
+static ICNV_INLINE u64 leadMask(const u8 *Place, const IcnvLeadRanges *Row)
 {
     return leadsIn(_mm512_loadu_si512(Place), Row);
 }
 
-static inline ICNV_TARGET void mapBlock(const u8 *Source, u8 *Target, size_t Count, const u8 *Map)
+static ICNV_INLINE void mapBlock(const u8 *Source, u8 *Target, size_t Count, const u8 *Map)
 {
     const Map256 map = loadMap(Map);
     storeUpTo(Target, Count, mapped(&map, _mm512_loadu_si512(Source)));
