@@ -28,6 +28,39 @@ PLAT_API handle GetStdHandle(u32 Stream);
  * no SIGPIPE, is not interrupted by signals. */
 PLAT_API i32 WriteFile(handle File, const void *Data, u32 Size, u32 *Written, void *Overlapped);
 
+/* Reads what is there, up to Size bytes, waiting while there is nothing.
+ *
+ * Count       receives the bytes read; may be NULL
+ * Overlapped  must be NULL, else error 87
+ *
+ * Returns nonzero (a file's end gives 0 bytes), or 0 with the reason in GetLastError: 109 at the end of a pipe. */
+PLAT_API i32 ReadFile(handle File, void *Data, u32 Size, u32 *Count, void *Overlapped);
+
+#define GENERIC_READ 0x80000000u
+#define GENERIC_WRITE 0x40000000u
+#define FILE_SHARE_READ 1u
+#define FILE_SHARE_WRITE 2u
+#define CREATE_NEW 1u
+#define CREATE_ALWAYS 2u
+#define OPEN_EXISTING 3u
+#define OPEN_ALWAYS 4u
+#define TRUNCATE_EXISTING 5u
+#define FILE_ATTRIBUTE_NORMAL 0x80u
+
+/* Opens a file, the null device "NUL", or the client's end of a named pipe. The path goes through the path map.
+ *
+ * Access    GENERIC_READ, GENERIC_WRITE or both
+ * Share     what others may do with the file meanwhile, FILE_SHARE_READ and FILE_SHARE_WRITE. Known for files that this
+ *           process opened here or by _open; against other processes nothing is held.
+ * Security  protection of a new file, may be NULL: the access list of its descriptor becomes owner, group and mode
+ * Creation  one of the five words above
+ *
+ * Returns PLAT_INVALID_HANDLE with the reason in GetLastError: 2 no file, 3 no directory for it, 5 a directory or no
+ * right, 32 refused by a sharing rule (before anything is truncated), 80 there already, 231 a busy pipe. A successful
+ * CREATE_ALWAYS or OPEN_ALWAYS over a file leaves 183 as the last error. */
+PLAT_API handle CreateFileA(const char *Path, u32 Access, u32 Share, void *Security, u32 Creation, u32 Attributes,
+                            handle Template);
+
 /* Gives up a handle of any kind. The handle of a standard stream closes its descriptor.
  *
  * Returns nonzero, or 0 with ERROR_INVALID_HANDLE. Differs from Win32: the pseudo handles of the own process and thread

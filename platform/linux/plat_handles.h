@@ -26,6 +26,7 @@ enum Plat_Kind : u32 {
     PLAT_KIND_KEY = 0x080, // registry key
     PLAT_KIND_EVENT_SOURCE = 0x100, // event log
     PLAT_KIND_TOKEN = 0x200, // security token
+    PLAT_KIND_NAMED_PIPE = 0x400, // the owner's side of a named pipe
     PLAT_KIND_STREAM = PLAT_KIND_STANDARD | PLAT_KIND_FILE | PLAT_KIND_PIPE, // a Plat_Stream
     PLAT_KIND_ANY = 0xFFFFFFFF
 };

@@ -6,6 +6,7 @@
 
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/syscall.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -23,6 +24,11 @@ static int sysFcntlInt(int Descriptor, int Command, int Argument)
 static int sysIoctl(int Descriptor, unsigned long Request, void *Argument)
 {
     return ioctl(Descriptor, Request, Argument);
+}
+
+static int sysPidfdOpen(pid_t Pid, unsigned Flags)
+{
+    return static_cast<int>(syscall(SYS_pidfd_open, Pid, Flags));
 }
 
 constinit Plat_SysTable Plat_Sys = {
@@ -52,6 +58,8 @@ constinit Plat_SysTable Plat_Sys = {
     .Connect = connect,
     .Sendto = sendto,
     .Accept = accept,
+    .Bind = bind,
+    .Listen = listen,
     .LogSocket = "/dev/log",
     .Gethostbyaddr = gethostbyaddr,
     .Gethostbyname = gethostbyname,
@@ -59,6 +67,18 @@ constinit Plat_SysTable Plat_Sys = {
     .Sigaction = sigaction,
     .Uname = uname,
     .Gethostname = gethostname,
+    .Pipe2 = pipe2,
+    .PosixSpawn = posix_spawn,
+    .PidfdOpen = sysPidfdOpen,
+    .Waitid = waitid,
+    .PthreadCreate = pthread_create,
+    .Getpwnam = getpwnam_r,
+    .Getpwuid = getpwuid_r,
+    .Getgrnam = getgrnam_r,
+    .Getgroups = getgroups,
+    .GroupUse = 4,
+    .ServerType = 0,
+    .DomainController = nullptr,
     .ClockGettime = clock_gettime,
     .Malloc = malloc,
 };

@@ -6,13 +6,18 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <grp.h>
 #include <netdb.h>
 #include <poll.h>
+#include <pwd.h>
+#include <pthread.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/utsname.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -51,6 +56,8 @@ struct Plat_SysTable {
     ssize_t (*Sendto)(int Descriptor, const void *Data, size_t Size, int Flags, const struct sockaddr *Address,
                       socklen_t AddressSize);
     int (*Accept)(int Descriptor, struct sockaddr *Address, socklen_t *AddressSize);
+    int (*Bind)(int Descriptor, const struct sockaddr *Address, socklen_t Size);
+    int (*Listen)(int Descriptor, int Backlog);
     const char *LogSocket; // path of the local log socket
     // resolver
     struct hostent *(*Gethostbyaddr)(const void *Address, socklen_t Length, int Family);
@@ -60,6 +67,21 @@ struct Plat_SysTable {
     int (*Sigaction)(int Signal, const struct sigaction *Action, struct sigaction *Before);
     int (*Uname)(struct utsname *Out);
     int (*Gethostname)(char *Out, size_t Size);
+    // pipes, processes and threads
+    int (*Pipe2)(int Ends[2], int Flags);
+    int (*PosixSpawn)(pid_t *Pid, const char *Path, const posix_spawn_file_actions_t *Actions,
+                      const posix_spawnattr_t *Attributes, char *const *Arguments, char *const *Environment);
+    int (*PidfdOpen)(pid_t Pid, unsigned Flags);
+    int (*Waitid)(idtype_t Kind, id_t Id, siginfo_t *Out, int Options);
+    int (*PthreadCreate)(pthread_t *Thread, const pthread_attr_t *Attributes, void *(*Start)(void *), void *Word);
+    // accounts
+    int (*Getpwnam)(const char *Name, struct passwd *Row, char *Buffer, size_t Size, struct passwd **Found);
+    int (*Getpwuid)(uid_t Id, struct passwd *Row, char *Buffer, size_t Size, struct passwd **Found);
+    int (*Getgrnam)(const char *Name, struct group *Row, char *Buffer, size_t Size, struct group **Found);
+    int (*Getgroups)(int Room, gid_t *Out);
+    u32 GroupUse;                 // kind of account that a group is reported as: 4, a local group
+    u32 ServerType;               // kind of server that this machine is: 0, none
+    const char *DomainController; // controller of every domain, "\\\\NAME"; null: there are none
     // clock and memory
     int (*ClockGettime)(clockid_t Clock, struct timespec *Out);
     void *(*Malloc)(size_t Size);
