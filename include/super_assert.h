@@ -1,7 +1,14 @@
 #ifndef SUPER_ASSERT_H
 #define SUPER_ASSERT_H
 
-/* The end of a process on a program error: message, symptom, exit code 99. */
+/* The end of a process on a program error: message, symptom, exit code 99.
+ *
+ *     SUPER_ASSERT_EXIT(SUPOS, 3, "(rc == TRUE)", 140, "sup\\os\\nt_intel\\src\\supos_reg", 1410,
+ *                       "Failed to access registry key %s%s", root, key);
+ *
+ * The sequence: ERZ057002E with condition, function, line, file and component; the diagnostic (a printf format and its
+ * arguments, at most 511 bytes), stored and written as a symptom; ERZ057006E; the function's exit record; then the end.
+ * It is written out at each place. Arguments are evaluated more than once, so they have no side effects. */
 
 #include "inftr_guard.h"
 #include "super_logging.h"

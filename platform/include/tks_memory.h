@@ -7,7 +7,8 @@
 
 PLAT_BEGIN
 
-/* Plain heap block of Size bytes, not cleared; NULL without memory. File and Line name the caller, for debuggers. */
+/* Plain heap block of Size bytes, not cleared; NULL with errno ENOMEM without memory. File (may be NULL) and Line name
+ * the caller, for a debugger that stops here. Safe from any thread, as is tks_trace_Free. */
 PLAT_API void *tks_trace_Malloc(size_t Size, const char *File, i32 Line);
 
 /* Frees a block of tks_trace_Malloc; NULL is allowed. */

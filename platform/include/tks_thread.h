@@ -7,22 +7,22 @@
 
 PLAT_BEGIN
 
-/* A mutex that can stand in static storage: all zero bytes are a mutex that tks_MutexInitOnce may still initialise.
- * Recursive: the owner may lock it again and unlocks it as often. Never copied. */
+/* A mutex that can stand in static storage: all zero bytes are a mutex that was not used yet, and its first lock
+ * initialises it. Recursive: the owner may lock it again and unlocks it as often. Never copied, never released. */
 typedef struct tks_Mutex {
     u64 Opaque[6];
 } tks_Mutex;
 
-/* Initialises a mutex. No other thread may use it yet. */
+/* Initialises a mutex, whatever its bytes were. No other thread may use it yet. */
 PLAT_API void tks_MutexInit(tks_Mutex *Mutex);
 
 /* Initialises a zeroed mutex at the first call; later calls and racing threads find it ready. */
 PLAT_API void tks_MutexInitOnce(tks_Mutex *Mutex);
 
-/* Waits without limit; no result. The mutex must be initialised. */
+/* Waits without limit; no result. The mutex was initialised or is all zero. */
 PLAT_API void tks_MutexLock(tks_Mutex *Mutex);
 
-/* The caller must own the mutex. */
+/* Gives up one lock. The caller must own the mutex. */
 PLAT_API void tks_MutexUnlock(tks_Mutex *Mutex);
 
 /* Largest number of data slots of a process. */
@@ -37,7 +37,9 @@ PLAT_API u32 tks_ThreadAllocDataSlot(void);
 PLAT_API void *tks_ThreadGetData(u32 Slot);
 
 /* Stores the calling thread's value of a slot. Destructor (may be NULL) belongs to this value: it runs at the end of
- * the thread with the value then stored, unless that is NULL or all ones; it does not run at process exit. */
+ * the thread with the value then stored, unless that is NULL or all ones; it does not run at process exit, nor for a
+ * value that another has replaced. While it runs the slot is NULL, and a value that it stores is destroyed in its turn,
+ * for a bounded number of rounds. A slot number out of range is ignored. */
 PLAT_API void tks_ThreadSetData(u32 Slot, void *Value, tks_ThreadDestructor Destructor);
 
 /* The calling thread's id: a small number from 1, given at the first call, never used twice in a process. */

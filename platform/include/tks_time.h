@@ -15,7 +15,8 @@ typedef struct tks_Time {
     u32 MicroSeconds;
 } tks_Time;
 
-/* Reads the wall clock. Never goes backwards within a thread while the system's clock does not. */
+/* Reads the wall clock; cannot fail, needs no lock and, where the kernel's clock page serves the machine, no system
+ * call. Never goes backwards within a thread while the system's clock does not. */
 PLAT_API void tks_GetTime(tks_Time *Time);
 
 /* The seconds of a reading as the C library's time value. */

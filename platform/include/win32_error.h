@@ -1,7 +1,8 @@
 #ifndef WIN32_ERROR_H
 #define WIN32_ERROR_H
 
-/* The calling thread's last error, in the numbers of the Win32 API. */
+/* The calling thread's last error, in the numbers of the Win32 API. Socket calls leave the numbers of Winsock (10004 and
+ * above) in the same place. */
 
 #include "plat_types.h"
 
@@ -56,6 +57,8 @@ PLAT_BEGIN
 #define RPC_S_SERVER_TOO_BUSY 1723u
 #define ERROR_CANT_RESOLVE_FILENAME 1921u
 
+/* 0 until a call of the platform fails on this thread. A call that succeeds leaves it as it was, unless its
+ * contract says otherwise. */
 PLAT_API u32 GetLastError(void);
 PLAT_API void SetLastError(u32 Error);
 

@@ -18,16 +18,21 @@ typedef struct SYSTEMTIME {
     u16 wMilliseconds;
 } SYSTEMTIME;
 
-/* A counter that only goes forward, in nanoseconds. Returns 1. */
+/* A counter that only goes forward, in nanoseconds since some moment before the process. Returns 1, or 0 with the reason
+ * in GetLastError. */
 PLAT_API i32 QueryPerformanceCounter(i64 *Counter);
 
-/* The local time now. */
+/* The local time now, by the time zone of TZ. */
 PLAT_API void GetLocalTime(SYSTEMTIME *Time);
 
 /* The short date of today in the current locale's form ("%x"), with its terminator.
  *
- * Locale  0x800, the system's default; Flags 1, the short form; Date and Format NULL. Anything else: error 87.
- * Returns the length with its terminator, 0 with error 122 when it does not fit into Size bytes. */
+ * Locale        0x800, the system's default
+ * Flags         1, the short form
+ * Date, Format  NULL. Anything else in these four: error 87.
+ * Out           may be NULL when Size is 0: then only the length is told
+ *
+ * Returns the length with its terminator, 0 with error 122 when it does not fit into Size bytes; then Out is as it was. */
 PLAT_API i32 GetDateFormatA(u32 Locale, u32 Flags, const SYSTEMTIME *Date, const char *Format, char *Out, i32 Size);
 
 PLAT_END_C

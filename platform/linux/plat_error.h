@@ -9,6 +9,6 @@
 PLAT_API u32 Plat_ErrorFromErrno(int Errno);
 
 // Sets the last error from errno and returns 0, for the last line of a call that failed.
-i32 Plat_FailFromErrno();
+PLAT_API i32 Plat_FailFromErrno();
 
 #endif

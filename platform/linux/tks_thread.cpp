@@ -64,7 +64,7 @@ void tks_MutexLock(tks_Mutex *Mutex)
 
 void tks_MutexUnlock(tks_Mutex *Mutex)
 {
-    if (isReady(Mutex)) pthread_mutex_unlock(&bodyOf(Mutex)->Lock);
+    pthread_mutex_unlock(&bodyOf(Mutex)->Lock);
 }
 
 struct ThreadValue {

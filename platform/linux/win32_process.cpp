@@ -112,7 +112,9 @@ static void *reap(void *)
         if (epoll_wait(reaperQueue, &event, 1, -1) != 1) continue;
         siginfo_t info = {};
         PLAT_RETRY(Plat_Sys.Waitid(P_PIDFD, static_cast<id_t>(event.data.fd), &info, WEXITED | WNOHANG));
-        Plat_Sys.Close(event.data.fd); // leaves the queue as well
+        // Taken out by hand: a child that is being started may hold a copy of the descriptor for a moment.
+        epoll_ctl(reaperQueue, EPOLL_CTL_DEL, event.data.fd, nullptr);
+        Plat_Sys.Close(event.data.fd);
     }
     return nullptr;
 }

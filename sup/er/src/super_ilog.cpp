@@ -23,6 +23,7 @@ static constexpr char textNoFormat[] = "ERZ057031E: Unable to format message %s"
 static_assert(sizeof textCorrupted == 70, "fits over any text that tks_catgets returns");
 
 static constexpr size_t identifierRoom = 16;
+static constexpr u32 formatRoom = 16384 + SUPER_MSG_TEXT_OFFSET; // a longer message is made in its caller's buffer
 
 static void buildIdentifier(char Out[identifierRoom], u32 MessageNumber)
 {
@@ -245,9 +246,13 @@ u32 SupER_FormatMessageVar(char *Buffer, u32 *Size, i32 Format, u16 Destination,
                           "must be an ORing of one of these two and some other message destination");
     const u16 destination = static_cast<u16>(Destination & ~recipient);
 
-    // required: one byte more than the caller states; the header asks for it
+    // required: one byte more than the caller states; the header asks for it. The text is made elsewhere, so that of the
+    // caller's buffer only the message itself and its terminator are written.
     u32 size = *Size == 0xFFFFFFFFu ? *Size : *Size + 1;
-    const u32 code = SupER_IGetMessage(Buffer, &size, recipient, destination, Format, MessageNumber, MSN, Args);
+    char text[formatRoom];
+    char *const target = size <= formatRoom ? text : Buffer;
+    const u32 code = SupER_IGetMessage(target, &size, recipient, destination, Format, MessageNumber, MSN, Args);
+    if (target == text) memcpy(Buffer, text, size + 1);
     *Size = size + 1;
     INFTR_RETURN_CODE(3, code);
 }

@@ -158,5 +158,5 @@ SupERData *SupER_IFlushSymptom(void)
         }
     }
     data->Stored = 0;
-    INFTR_RETURN_VALUE(1, data);
+    INFTR_RETURN_VALUE(1, data); // NOLINT(bugprone-sizeof-expression): the size of the pointer is meant
 }

@@ -1,0 +1,41 @@
+#ifndef NO_MEMORY_H
+#define NO_MEMORY_H
+
+// Failing allocations of the plain heap.
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define NO_MEMORY_SKIP() GTEST_SKIP() << "the heap of a sanitizer cannot be limited"
+#else
+#define NO_MEMORY_SKIP() (void)0
+#endif
+
+// The result, 0 to 255, of a call in a child process whose heap has not one block left; -1 when the child died.
+// The call must not need memory for anything else: no streams, no assertions.
+template <class Call>
+int NoMemory_Run(Call &&call)
+{
+    fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        const rlimit none = {0, 0};
+        if (setrlimit(RLIMIT_AS, &none) != 0) _exit(250);
+        for (size_t size = 1 << 20; size >= 1; size /= 2) {
+            void *volatile block;
+            do block = malloc(size);
+            while (block != nullptr);
+        }
+        _exit(call());
+    }
+    int status = 0;
+    if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
+    return WEXITSTATUS(status);
+}
+
+#endif
