@@ -14,7 +14,7 @@
 constexpr u32 yesPattern = 0x2E83D000;
 constexpr u32 noPattern = 0x2E83E000;
 constexpr u32 patternFlags = 8;
-constexpr size_t patternRoom = 81;
+constexpr size_t patternRoom = 256; // a pattern takes 81; the text that tells of a missing one must fit as well
 constexpr size_t longestCharacter = 5;
 constexpr size_t characterRoom = 161;
 
