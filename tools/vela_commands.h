@@ -26,11 +26,8 @@ void Vela_AddRegistry(CLI::App &Program);
 void Vela_Add3270(CLI::App &Program);
 void Vela_AddTrace(CLI::App &Program);
 void Vela_AddMessage(CLI::App &Program);
-<<<<<<< HEAD
 void Vela_AddRegions(CLI::App &Program);
-=======
 void Vela_AddCodesets(CLI::App &Program);
->>>>>>> main
 
 // Adds a command group that shows its help when no command of it is named.
 CLI::App *Vela_AddGroup(CLI::App &Program, const std::string &Name, const std::string &Description);
