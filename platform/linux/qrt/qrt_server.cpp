@@ -46,6 +46,7 @@ rpc_server *rpc_server_create(const rpc_server_options *Options, u32 *Status)
         return nullptr;
     }
     pthread_mutex_init(&server->Lock, nullptr);
+    pthread_mutex_init(&server->PassLock, nullptr);
     server->PollSet = epoll_create1(EPOLL_CLOEXEC);
     server->Wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     server->NextNumber = 1;
@@ -216,11 +217,21 @@ static void endConnection(Qrt_Connection *connection)
 
 // ---- connections
 
-// Hands the connection to whichever thread the poll set wakes next: all that was written to it comes before that.
+// Hands the connection to whichever thread the poll set wakes next. That thread first takes the same lock once, so that
+// it has all that was written here and we are done with the descriptor before it may close it.
 static bool pass(Qrt_Connection *connection, int operation)
 {
-    __atomic_store_n(&connection->Passed, 1, __ATOMIC_RELEASE);
-    return arm(connection->Server, operation, connection->Descriptor, EPOLLIN | EPOLLONESHOT, connection);
+    rpc_server *server = connection->Server;
+    pthread_mutex_lock(&server->PassLock);
+    const bool armed = arm(server, operation, connection->Descriptor, EPOLLIN | EPOLLONESHOT, connection);
+    pthread_mutex_unlock(&server->PassLock);
+    return armed;
+}
+
+static void receivePassed(rpc_server *server)
+{
+    pthread_mutex_lock(&server->PassLock);
+    pthread_mutex_unlock(&server->PassLock);
 }
 
 static bool isLoopback(const Qrt_Endpoint *endpoint, const struct sockaddr_in *peer)
@@ -310,7 +321,6 @@ static bool readSome(Qrt_Connection *connection)
 
 static void serve(Qrt_Connection *connection)
 {
-    (void)__atomic_load_n(&connection->Passed, __ATOMIC_ACQUIRE);
     if (readSome(connection) && Qrt_ServePdus(connection) && pass(connection, EPOLL_CTL_MOD)) return;
     endConnection(connection);
 }
@@ -354,10 +364,12 @@ static void *threadMain(void *argument)
         const int count = epoll_wait(server->PollSet, &event, 1, -1);
         if (count <= 0 || event.data.ptr == nullptr) continue; // interrupted, or the wake descriptor
         const u8 *what = static_cast<const u8 *>(event.data.ptr);
-        if (what >= endpoints && what < endpoints + sizeof server->Endpoints)
+        if (what >= endpoints && what < endpoints + sizeof server->Endpoints) {
             acceptAll(server, static_cast<Qrt_Endpoint *>(event.data.ptr));
-        else
+        } else {
+            receivePassed(server);
             serve(static_cast<Qrt_Connection *>(event.data.ptr));
+        }
     }
     return nullptr;
 }
@@ -450,6 +462,7 @@ void rpc_server_destroy(rpc_server *Server)
     }
     if (Server->PollSet >= 0) close(Server->PollSet);
     if (Server->Wake >= 0) close(Server->Wake);
+    pthread_mutex_destroy(&Server->PassLock);
     pthread_mutex_destroy(&Server->Lock);
     free(Server);
 }

@@ -24,7 +24,6 @@ struct Qrt_Connection {
     Qrt_Connection *Before;
     rpc_server *Server;
     int Descriptor;
-    u32 Passed; // written last by the thread that gives it away, read first by the one that gets it
     u64 Number;
     bool Local;
     char Port[8]; // of its endpoint, for the answer to a bind; "" for a local socket
@@ -76,7 +75,8 @@ struct rpc_server {
     u32 ThreadCount;
     pthread_t Threads[64];
     bool Stopping; // read and written atomically
-    pthread_mutex_t Lock; // guards all below
+    pthread_mutex_t PassLock; // held while a connection goes back to the poll set
+    pthread_mutex_t Lock; // guards all below; never with PassLock
     u32 ConnectionCount;
     Qrt_Connection *Connections;
     u64 NextNumber;
