@@ -17,11 +17,14 @@
 /* Reads a word that other threads may change: one plain load, ordered before the reads behind it. */
 #define InfTR_Read(Word) __atomic_load_n(&(Word), __ATOMIC_ACQUIRE)
 
-/* Nonzero when a trace point of this class in this component leaves a record. */
-static inline int InfTR_Guard(u32 Component, u32 Class)
+/* Nonzero when a trace point of this class in this component leaves a record.
+ *
+ * Always inline, since it stands at every trace point: with the master switch off it is the load of a pointer and the
+ * compare of a flag. Takes no lock. Beside an update of the levels it sees the old or the new level. */
+static inline __attribute__((always_inline)) int InfTR_Guard(u32 Component, u32 Class)
 {
     struct InfTR_MasterTraceArea *const master = InfTR_Read(InfTR_TracePtr);
-    if (__builtin_expect(master == NULL, 1)) return 0;
+    if (__builtin_expect(master == NULL, 0)) return 0;
     if (__builtin_expect(InfTR_Read(master->TraceFlagMaster) != 1, 1)) return 0;
     if (InfTR_Read(master->TraceFlagSystem) != 1) return 0;
 
@@ -73,12 +76,16 @@ static inline int InfTR_Guard(u32 Component, u32 Class)
         return inftrCode;                                                                                              \
     } while (0)
 
-/* Value has the function's own type: its size is recorded, and of a pointer the low 4 bytes. */
+/* Value has the function's own type: its size is recorded, and of a pointer the low 4 bytes. Only behind the guard does
+ * it need an address. */
 #define INFTR_RETURN_VALUE(Point, Value)                                                                               \
     do {                                                                                                               \
         const __typeof__(Value) inftrValue = (Value);                                                                  \
-        if (__builtin_expect(InfTR_Guard(inftrComponent, INFTR_CLASS_TYPED_EXIT), 0))                                  \
-            InfTR_TraceTypedExit(inftrComponent, inftrFunction, (i32)sizeof inftrValue, &inftrValue, (Point));         \
+        if (__builtin_expect(InfTR_Guard(inftrComponent, INFTR_CLASS_TYPED_EXIT), 0)) {                                \
+            const __typeof__(Value) inftrShown = inftrValue;                                                           \
+            const i32 inftrSize = (i32)sizeof inftrShown; /* a pointer too; NOLINT(bugprone-sizeof-expression) */      \
+            InfTR_TraceTypedExit(inftrComponent, inftrFunction, inftrSize, &inftrShown, (Point));                      \
+        }                                                                                                              \
         return inftrValue;                                                                                             \
     } while (0)
 

@@ -59,6 +59,7 @@ VELA_BEGIN
 #define SUPPR_ERR_NO_REGION 0x1C200001u         /* no name given, and VELAREGION names no region with a directory */
 #define SUPPR_ERR_REGION_ACCESS 0x1C200002u     /* no rights on the directory of the region that was given */
 #define SUPPR_ERR_REGION_NAME_LONG 0x1C200009u  /* the name has more than 8 characters */
+#define SUPPR_ERR_NOT_FOUND 0x1C20000Au         /* no such attribute, no such entry */
 #define SUPPR_ERR_ENV_REGION_ACCESS 0x1C200013u /* no rights on the directory of VELAREGION's region */
 
 #define SUPPR_GETDIR(Number) SupPR_GetNames(Number)

@@ -11,10 +11,13 @@
 #include "super_messages.h"
 #include "super_symptoms.h"
 #include "supos_basics.h"
+#include "supos_environment.h"
 #include "supos_eventlog.h"
 #include "supos_registry.h"
+#include "supos_security.h"
 #include "supos_services.h"
 #include "suppr_names.h"
+#include "suppr_utility.h"
 #include "terbm_stream.h"
 
 #endif

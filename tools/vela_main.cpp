@@ -14,14 +14,30 @@ using AddCommand = void (*)(CLI::App &);
 
 // In the order of the help text.
 constexpr AddCommand commands[] = {
-    Vela_AddSetup, Vela_AddRegistry, Vela_Add3270, Vela_AddTrace, Vela_AddMessage, Vela_AddCodesets,
+    Vela_AddSetup, Vela_AddRegistry, Vela_Add3270, Vela_AddTrace, Vela_AddMessage, Vela_AddCodesets, Vela_AddRegions,
 };
 
 constexpr int exitFailure = 1;
 constexpr int exitUsage = 2;
 
+// The word of the command line that should name a command and does not; nullptr when there is none.
+const char *unknownCommand(const CLI::App &program, int argc, char **argv)
+{
+    const CLI::App *at = &program;
+    for (int i = 1; i < argc && at->get_require_subcommand_min() > 0 && argv[i][0] != '-'; ++i) {
+        const auto named = at->get_subcommands([&](const CLI::App *command) { return command->check_name(argv[i]); });
+        if (named.empty()) return argv[i];
+        at = named.front();
+    }
+    return nullptr;
+}
+
 int run(CLI::App &program, int argc, char **argv)
 {
+    if (const char *word = unknownCommand(program, argc, argv)) {
+        std::cerr << "vela: no command '" << word << "' (--help lists them)\n";
+        return exitUsage;
+    }
     try {
         program.parse(argc, argv);
         return 0;

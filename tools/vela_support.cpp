@@ -67,12 +67,12 @@ std::string Vela_Printable(const std::string &Text)
     std::string out;
     for (const char character : Text) {
         const auto byte = static_cast<unsigned char>(character);
-        if (byte >= 0x20 && byte < 0x7F && byte != '\\') {
+        if (byte >= 0x20 && byte < 0x7F) {
             out += character;
             continue;
         }
         char form[8];
-        std::snprintf(form, sizeof form, byte == '\\' ? "\\\\" : "\\x%02X", byte);
+        std::snprintf(form, sizeof form, "\\x%02X", byte);
         out += form;
     }
     return out;

@@ -9,6 +9,7 @@
 #include <netdb.h>
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <unistd.h> /* gethostname */
 
 #include "plat_types.h"
 

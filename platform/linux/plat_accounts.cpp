@@ -68,7 +68,7 @@ static u32 lookUp(Fetch fetch, Use use)
 // The path of one of our own account files; false when the system's are in use.
 static bool ownFile(const char *Name, char (&Path)[pathSize])
 {
-    const char *const directory = getenv("SORREL_ACCOUNTS");
+    const char *const directory = secure_getenv("SORREL_ACCOUNTS"); // not for a program with the rights of another
     if (directory == nullptr || directory[0] == 0) return false;
     const int length = snprintf(Path, sizeof Path, "%s/%s", directory, Name);
     if (length < 0 || static_cast<size_t>(length) >= sizeof Path) Path[0] = 0; // names no file

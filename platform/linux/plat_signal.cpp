@@ -71,41 +71,39 @@ static void handlerHangs(int)
     _exit(alarmStatus.load(std::memory_order_relaxed));
 }
 
-static void runHandler(const signalRow *Row, plat_SignalHandler Handler)
-{
-    static constinit std::atomic<u32> running = 0;
+static constinit std::atomic<u32> handlersRunning = 0;
 
-    struct sigaction before = {};
-    unsigned remaining = 0;
-    const bool outermost = running.fetch_add(1, std::memory_order_relaxed) == 0;
-    if (outermost) {
-        alarmStatus.store(128 + Row->Native, std::memory_order_relaxed);
+void Plat_HandlerBegin(int Signal, Plat_HandlerTime *Time)
+{
+    *Time = {};
+    Time->Outermost = handlersRunning.fetch_add(1, std::memory_order_relaxed) == 0;
+    if (Time->Outermost) {
+        alarmStatus.store(128 + Signal, std::memory_order_relaxed);
         struct sigaction action = {};
         action.sa_handler = handlerHangs;
-        Plat_Sys.Sigaction(SIGALRM, &action, &before);
+        Plat_Sys.Sigaction(SIGALRM, &action, &Time->Before);
         sigset_t alarmSignal;
         sigemptyset(&alarmSignal);
         sigaddset(&alarmSignal, SIGALRM);
         pthread_sigmask(SIG_UNBLOCK, &alarmSignal, nullptr);
-        remaining = alarm(handlerSeconds);
+        Time->Remaining = alarm(handlerSeconds);
     }
-
     Plat_FaultEnter();
-    Handler(Row->Number);
-    Plat_FaultLeave();
+}
 
-    running.fetch_sub(1, std::memory_order_relaxed);
-    if (outermost) {
-        alarm(remaining);
-        Plat_Sys.Sigaction(SIGALRM, &before, nullptr);
-    }
+void Plat_HandlerEnd(const Plat_HandlerTime *Time)
+{
+    Plat_FaultLeave();
+    handlersRunning.fetch_sub(1, std::memory_order_relaxed);
+    if (!Time->Outermost) return;
+    alarm(Time->Remaining);
+    Plat_Sys.Sigaction(SIGALRM, &Time->Before, nullptr);
 }
 
 static void dispatch(int Native, siginfo_t *Info, void *Context)
 {
     const int errnoBefore = errno;
-    const bool fault = isFault(Native);
-    const Plat_FaultFilter filter = fault ? Plat_OnFault.load(std::memory_order_acquire) : nullptr;
+    const Plat_FaultFilter filter = isFault(Native) ? Plat_OnFault.load(std::memory_order_acquire) : nullptr;
     if (filter != nullptr && filter(Native, Info, Context)) {
         errno = errnoBefore;
         return;
@@ -114,24 +112,59 @@ static void dispatch(int Native, siginfo_t *Info, void *Context)
     signalRow *const row = rowOfNative(Native);
     const plat_SignalHandler handler =
         row == nullptr ? PLAT_SIG_DFL : row->Handler.exchange(PLAT_SIG_DFL, std::memory_order_acq_rel);
-    if (handler != PLAT_SIG_DFL && handler != PLAT_SIG_IGN) {
-        runHandler(row, handler);
-        errno = errnoBefore;
-        return;
+    if (handler == PLAT_SIG_DFL || handler == PLAT_SIG_IGN) {
+        Plat_SignalDefault(Native, Info);
+    } else {
+        Plat_HandlerTime time;
+        Plat_HandlerBegin(Native, &time);
+        handler(row->Number);
+        Plat_HandlerEnd(&time);
     }
-
-    // The default: a fault happens again as soon as this returns; a signal that was sent is sent again.
-    setAction(Native, SIG_DFL);
-    if (!fault || Info->si_code <= 0) raise(Native);
     errno = errnoBefore;
+}
+
+// What faults had before they were watched, where that was a handler of the host's.
+struct displacedRow {
+    int Native;
+    std::atomic<bool> Displaced;
+    struct sigaction Before;
+};
+
+static constinit displacedRow displacedRows[] = {
+    {SIGSEGV, {}, {}}, {SIGBUS, {}, {}}, {SIGFPE, {}, {}}, {SIGILL, {}, {}}, {SIGTRAP, {}, {}},
+};
+
+static displacedRow *displacedOf(int Native)
+{
+    for (displacedRow &row : displacedRows)
+        if (row.Native == Native) return &row;
+    return nullptr;
+}
+
+void Plat_SignalDefault(int Signal, const siginfo_t *Info)
+{
+    displacedRow *const row = displacedOf(Signal);
+    if (row != nullptr && row->Displaced.load(std::memory_order_acquire))
+        Plat_Sys.Sigaction(Signal, &row->Before, nullptr);
+    else
+        setAction(Signal, SIG_DFL);
+    if (!isFault(Signal) || Signal == SIGTRAP || Info->si_code <= 0) raise(Signal);
 }
 
 int Plat_SignalWatch(int Signal)
 {
-    struct sigaction action = {};
+    struct sigaction action = {}, before = {};
     action.sa_sigaction = dispatch;
     action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_RESTART | SA_NODEFER; // a second one meets the default at once
-    return Plat_Sys.Sigaction(Signal, &action, nullptr);
+    if (Plat_Sys.Sigaction(Signal, &action, &before) != 0) return -1;
+    displacedRow *const row = displacedOf(Signal);
+    const bool foreign = (before.sa_flags & SA_SIGINFO) != 0 ? before.sa_sigaction != dispatch
+                                                             : before.sa_handler != SIG_DFL && before.sa_handler != SIG_IGN;
+    if (row != nullptr && foreign && !row->Displaced.load(std::memory_order_acquire)) {
+        row->Before = before;
+        row->Displaced.store(true, std::memory_order_release);
+    }
+    return 0;
 }
 
 plat_SignalHandler plat_signal(i32 Signal, plat_SignalHandler Handler)

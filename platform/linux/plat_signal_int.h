@@ -19,6 +19,20 @@ extern PLAT_API std::atomic<Plat_FaultFilter> Plat_OnFault;
 // Installs the dispatcher for a signal of the system's numbering. 0, or -1 with errno.
 PLAT_API int Plat_SignalWatch(int Signal);
 
+// The default for a signal that nobody took: what a watched fault had before, else the system's own. A fault that was met
+// happens again as soon as its handler returns; a signal that was sent, and a breakpoint, is sent again here.
+PLAT_API void Plat_SignalDefault(int Signal, const siginfo_t *Info);
+
+// The time of a handler of ours: between the two, tks_Exit ends the process at once, and after 30 seconds the process ends
+// with 128 + Signal. Calls nest, in any threads; the first of them sets the alarm.
+struct Plat_HandlerTime {
+    bool Outermost;
+    unsigned Remaining; // of an alarm of the host
+    struct sigaction Before;
+};
+PLAT_API void Plat_HandlerBegin(int Signal, Plat_HandlerTime *Time);
+PLAT_API void Plat_HandlerEnd(const Plat_HandlerTime *Time);
+
 // Gives the calling thread a stack of 1 MiB for its signal handlers, once; freed at the end of the thread. 0, or -1 with
 // errno, and then handlers run on the thread's own stack.
 PLAT_API int Plat_AlternateStack();

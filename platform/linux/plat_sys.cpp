@@ -4,6 +4,7 @@
 
 #include "plat_sys.h"
 
+#include <dlfcn.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
@@ -79,6 +80,8 @@ constinit Plat_SysTable Plat_Sys = {
     .GroupUse = 4,
     .ServerType = 0,
     .DomainController = nullptr,
+    .ProcessVmReadv = process_vm_readv,
+    .Dlopen = dlopen,
     .ClockGettime = clock_gettime,
     .Malloc = malloc,
 };

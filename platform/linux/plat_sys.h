@@ -16,6 +16,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 #include <sys/utsname.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -82,6 +83,10 @@ struct Plat_SysTable {
     u32 GroupUse;                 // kind of account that a group is reported as: 4, a local group
     u32 ServerType;               // kind of server that this machine is: 0, none
     const char *DomainController; // controller of every domain, "\\\\NAME"; null: there are none
+    // faults: memory that may not be there, libraries that may not be there
+    ssize_t (*ProcessVmReadv)(pid_t Pid, const struct iovec *Local, unsigned long LocalCount,
+                              const struct iovec *Remote, unsigned long RemoteCount, unsigned long Flags);
+    void *(*Dlopen)(const char *Name, int Flags);
     // clock and memory
     int (*ClockGettime)(clockid_t Clock, struct timespec *Out);
     void *(*Malloc)(size_t Size);

@@ -8,8 +8,6 @@
 enum Plat_InnerSlot : u32 {
     PLAT_INNER_CATALOG_TEXT, // text buffer of tks_catgets
     PLAT_INNER_SIGNAL_STACK, // alternate stack of plat_signal.cpp
-    PLAT_INNER_SPARE_2,
-    PLAT_INNER_SPARE_3,
     PLAT_INNER_SLOTS
 };
 

@@ -90,6 +90,19 @@ TEST(Plat_HandleCreate, FailsWithoutMemory)
     EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
 }
 
+TEST(Plat_HandleCreate, EndsAtAMillion)
+{
+    static Probe shared[2] = {};
+    const Plat_ObjectOps keptOps = {PLAT_KIND_EVENT, nullptr, [](Plat_Object *) {}};
+    for (u32 i = 0; i < 1u << 20; ++i) ASSERT_NE(Plat_HandleCreate(&shared[0].Head, &keptOps), nullptr) << i;
+
+    EXPECT_EQ(Plat_HandleCreate(&shared[1].Head, &keptOps), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_TOO_MANY_OPEN_FILES);
+    const handle some = reinterpret_cast<handle>(uintptr_t{4 * 777});
+    EXPECT_EQ(Plat_HandleClose(some, PLAT_KIND_ANY), 1);
+    EXPECT_EQ(Plat_HandleCreate(&shared[1].Head, &keptOps), some);
+}
+
 TEST(Plat_HandleAcquire, TakesTheKindsItIsAskedFor)
 {
     const handle probe = makeProbe(1);

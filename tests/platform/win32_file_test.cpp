@@ -79,6 +79,17 @@ TEST(GetStdHandle, StaysInvalidOnceItsHandleWasClosed)
     EXPECT_EQ(GetStdHandle(STD_INPUT_HANDLE), PLAT_INVALID_HANDLE);
 }
 
+TEST(GetStdHandle, IsNotConfusedByAnotherStreamInItsSlot)
+{
+    const handle in = GetStdHandle(STD_INPUT_HANDLE);
+    ASSERT_EQ(CloseHandle(in), 1);
+    ASSERT_EQ(open("/dev/null", O_RDONLY), 0);
+    EXPECT_EQ(GetStdHandle(STD_OUTPUT_HANDLE), in) << "the same slot";
+
+    EXPECT_EQ(GetStdHandle(STD_INPUT_HANDLE), PLAT_INVALID_HANDLE);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+}
+
 TEST(GetStdHandle, FailsWithoutMemory)
 {
     Plat_Sys.Malloc = Fault_With<ENOMEM>{};
@@ -184,6 +195,9 @@ TEST(WriteFile, WritesNothingToAPipeWithAReader)
 TEST(WriteFile, FailsAsTheSystemDoes)
 {
     const Pipe pipe = makePipe();
+    Plat_Sys.Write = [](int, const void *, size_t) { return ssize_t{0}; };
+    EXPECT_EQ(WriteFile(pipe.WriteEnd, "ab", 2, nullptr, nullptr), 0) << "a device that takes nothing, for ever";
+    EXPECT_EQ(GetLastError(), ERROR_IO_DEVICE);
     Plat_Sys.Write = Fault_With<ENOSPC>{};
     EXPECT_EQ(WriteFile(pipe.WriteEnd, "ab", 2, nullptr, nullptr), 0);
     EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);

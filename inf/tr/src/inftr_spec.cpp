@@ -1,9 +1,9 @@
 // The language of a trace specification: "ALL=1,SUPOS+TERBM=4". Terms apply from left to right, so a later one overrides
 // an earlier one; a term that cannot be understood is logged and skipped.
 //
-// Guards read the table in use while this writes the other one, and the last store swaps them. A guard may still hold
-// the index of the table that was just given up, so bytes are stored one by one as whole words to it: it may see an old
-// or a new level, never anything else.
+// Guards read the table in use while the other one is written, and the last store swaps them. A guard may still hold the
+// index of a table that was given up just now, so a specification is worked out aside and its bytes are stored one by
+// one: such a guard sees an old or a new level, never one in between.
 
 #include <cstdlib>
 #include <cstring>
@@ -14,12 +14,12 @@
 
 static void setLevel(u8 *Levels, u32 Component, u8 Level)
 {
-    if (Component < INFTR_COMPONENT_COUNT) __atomic_store_n(&Levels[Component], Level, __ATOMIC_RELAXED);
+    if (Component < INFTR_COMPONENT_COUNT) Levels[Component] = Level;
 }
 
 static void setAllLevels(u8 *Levels, u8 Level)
 {
-    for (u32 component = 0; component < INFTR_COMPONENT_COUNT; ++component) setLevel(Levels, component, Level);
+    memset(Levels, Level, INFTR_COMPONENT_COUNT);
 }
 
 static void report(u32 Message, i32 MSN, const char *Text)
@@ -161,14 +161,16 @@ void InfTR_UpdateTraceSpecTable(struct InfTR_MasterTraceArea *Master)
 
     char specification[256];
     copyUpperCase(specification, Master->TraceSystemSpec);
-    const u32 next = InfTR_Read(Master->SpecTableInUse) == 1 ? 2 : 1;
-    u8 *const levels = Master->TraceSpecTable[next - 1];
-    setAllLevels(levels, 0);
-
+    u8 levels[INFTR_COMPONENT_COUNT] = {};
     char *context = nullptr;
     for (char *term = SupOS_strtok_r(specification, ",", &context); term != nullptr;
          term = SupOS_strtok_r(nullptr, ",", &context)) {
         applyTerm(levels, term);
+    }
+    const u32 next = InfTR_Read(Master->SpecTableInUse) == 1 ? 2 : 1;
+    u8 *const table = Master->TraceSpecTable[next - 1];
+    for (u32 component = 0; component < INFTR_COMPONENT_COUNT; ++component) {
+        __atomic_store_n(&table[component], levels[component], __ATOMIC_RELAXED);
     }
     InfTR_Write(Master->SpecTableInUse, next);
     INFTR_RETURN(1);

@@ -5,6 +5,8 @@
 
 #include "vela_types.h"
 
+#include <string.h>
+
 VELA_BEGIN
 
 /* Orders by their code in the ASCII form. */
@@ -60,6 +62,34 @@ static inline u16 TerBM_AddressOf(const u8 *Bytes)
     const u32 high = Bytes[0] < 128 ? TerBM_GraphicToBinary[Bytes[0]] : 0;
     const u32 low = Bytes[1] < 128 ? TerBM_GraphicToBinary[Bytes[1]] : 0;
     return (u16)(high * 64 + low);
+}
+
+/* Most of a stream is text, which is passed eight bytes at a time: a byte from 20 up has one of its high three bits set,
+ * one from 40 up one of its high two. Shifted up, these bits meet in the high bit of their byte. */
+#define TERBM_HIGH_BITS 0x8080808080808080ull
+#define TERBM_LOW_BITS 0x0101010101010101ull
+
+static inline u64 TerBM_EightBytes(const u8 *Bytes)
+{
+    u64 word;
+    memcpy(&word, Bytes, sizeof word);
+    return word;
+}
+
+static inline int TerBM_AllFrom40(u64 Word)
+{
+    return ((Word | Word << 1) & TERBM_HIGH_BITS) == TERBM_HIGH_BITS;
+}
+
+static inline int TerBM_AllFrom20(u64 Word)
+{
+    return ((Word | Word << 1 | Word << 2) & TERBM_HIGH_BITS) == TERBM_HIGH_BITS;
+}
+
+/* Bytes 20 to 7E: one more would reach the high bit from 7F. */
+static inline int TerBM_AllPrintableAscii(u64 Word)
+{
+    return TerBM_AllFrom20(Word) && ((Word | (Word + TERBM_LOW_BITS)) & TERBM_HIGH_BITS) == 0;
 }
 
 /* terbmparse: the scan. */

@@ -146,7 +146,14 @@ void TerBM_GetControlASCII(const u8 *Data, u16 Length, u16 *Offset)
     INFTR_ENTRY(INFTR_CLASS_ENTRY, "(%p, %u, %u)", static_cast<const void *>(Data), Length, *Offset);
 
     u32 at = *Offset;
-    while (at < Length && TerBM_LengthOf(Data[at]) == 0) ++at;
+    while (at < Length) {
+        if (at + sizeof(u64) <= Length && TerBM_AllFrom20(TerBM_EightBytes(Data + at))) {
+            at += sizeof(u64);
+            continue;
+        }
+        if (TerBM_LengthOf(Data[at]) != 0) break;
+        ++at;
+    }
     *Offset = at < Length ? static_cast<u16>(at) : Length;
     INFTR_RETURN(1);
 }
@@ -157,8 +164,14 @@ void TerBM_GetControlEBCDIC(const u8 *Data, u16 Length, u16 *Offset)
     INFTR_ENTRY(INFTR_CLASS_ENTRY, "(%p, %u, %u)", static_cast<const void *>(Data), Length, *Offset);
 
     u32 at = *Offset;
-    while (at < Length && (Data[at] > TERBM_LAST_CONTROL_EBCDIC || TerBM_LengthOf(TerBM_EbcdicToAscii[Data[at]]) == 0))
+    while (at < Length) {
+        if (at + sizeof(u64) <= Length && TerBM_AllFrom40(TerBM_EightBytes(Data + at))) {
+            at += sizeof(u64);
+            continue;
+        }
+        if (Data[at] <= TERBM_LAST_CONTROL_EBCDIC && TerBM_LengthOf(TerBM_EbcdicToAscii[Data[at]]) != 0) break;
         ++at;
+    }
     *Offset = at < Length ? static_cast<u16>(at) : Length;
     INFTR_RETURN(1);
 }

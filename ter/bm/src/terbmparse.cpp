@@ -206,13 +206,6 @@ u32 scanStream(Scan *scan)
 
 constexpr u32 emptyStep = sizeof(u64);
 
-bool isEmpty(const u8 *positions)
-{
-    u64 word;
-    memcpy(&word, positions, sizeof word);
-    return word == 0;
-}
-
 // ASCII is single-byte in every locale, and a NUL is not; other bytes are asked for.
 bool isSingleByte(const u8 *text)
 {
@@ -268,6 +261,12 @@ u32 TerBM_ASCIICountToControl(const u8 *Data, u16 Length, u16 *Offset, const u8 
     u32 at = *Offset;
     while (at < Length) {
         const u8 *const text = Data + at;
+        if (at + sizeof(u64) <= Length && TerBM_AllPrintableAscii(TerBM_EightBytes(text))) {
+            shifted = false;
+            count += sizeof(u64);
+            at += sizeof(u64);
+            continue;
+        }
         if (TerBM_LengthOf(*text) != 0) {
             *Offset = static_cast<u16>(at);
             INFTR_RETURN_VALUE(2, count);
@@ -314,7 +313,7 @@ i32 TerBM_ExamineScreen(const u8 *ScreenMap, u16 Position)
     // passed eight positions at a time.
     u32 at = Position < TERBM_SCREEN_MAP_SIZE ? Position : TERBM_SCREEN_MAP_SIZE - 1;
     while (at > 0) {
-        if (at >= emptyStep && isEmpty(ScreenMap + at + 1 - emptyStep)) {
+        if (at >= emptyStep && TerBM_EightBytes(ScreenMap + at + 1 - emptyStep) == 0) {
             at -= emptyStep;
             continue;
         }

@@ -1,4 +1,5 @@
-// Small services under their Unix names: options of a command line, tokens, time and error texts, the system's name.
+// Small services under their Unix names: options of a command line, tokens, time and error texts, the system's name,
+// whether a process lives.
 
 #include "supos_services.h"
 
@@ -6,6 +7,9 @@
 
 #include "inftr_guard.h"
 #include "super_messages.h"
+#include "win32_file.h"
+#include "win32_process.h"
+#include "win32_sync.h"
 #include "win32_system.h"
 
 #include <cstdio>
@@ -112,6 +116,20 @@ i32 SupOS_ctime_r(const time_t *Time, char *Out, u32 Length)
     strncpy(Out, shown != nullptr ? shown : "", Length); // required: no terminator where the text fills Out
     const i32 done = 0;
     INFTR_RETURN_VALUE(1, done);
+}
+
+i32 SupOS_ProcessAlive(u32 Pid)
+{
+    INFTR_FUNCTION(SUPOS, "SupOS_ProcessAlive");
+    INFTR_ENTRY(INFTR_CLASS_ENTRY, "(%u)", Pid);
+
+    i32 result = -1;
+    const handle process = OpenProcess(SYNCHRONIZE, 0, Pid);
+    if (process == nullptr) INFTR_RETURN_VALUE(1, result);
+
+    if (WaitForSingleObject(process, 0) == WAIT_TIMEOUT) result = 0;
+    CloseHandle(process);
+    INFTR_RETURN_VALUE(2, result);
 }
 
 i32 SupOS_uname(SupOS_utsname *Out)

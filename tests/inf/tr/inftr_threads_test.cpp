@@ -1,0 +1,189 @@
+// Many threads at once: guards beside updates, records beside dumps, and files that another thread closes. What is
+// looked for beside the counts is what ThreadSanitizer says.
+
+#include <atomic>
+#include <map>
+
+#include "trace_case.h"
+
+static auto &master = InfTR_MasterTraceArea;
+
+// Runs Count threads of Body(number), each ending its trace; Beside runs meanwhile until they are done.
+static void together(u32 Count, const std::function<void(u32)> &Body, const std::function<void()> &Beside)
+{
+    std::atomic<u32> left = Count;
+    std::vector<std::thread> threads;
+    for (u32 number = 0; number < Count; ++number) {
+        threads.emplace_back([&, number] {
+            Body(number);
+            InfTR_ThreadExit(49, "together", 1);
+            --left;
+        });
+    }
+    while (left != 0) Beside();
+    for (std::thread &thread : threads) thread.join();
+}
+
+TEST(Threads, GuardsReadWhileTablesAreUpdated)
+{
+    Case_Start("-M ON -S ON -t ALL=4");
+    std::atomic<u32> taken = 0;
+    std::atomic<u32> wrong = 0;
+    u32 round = 0;
+    together(
+        3,
+        [&](u32) {
+            for (int turn = 0; turn < 200000; ++turn) {
+                taken += InfTR_Guard(58, INFTR_CLASS_ENTRY) != 0 ? 1 : 0;
+                wrong += InfTR_Guard(57, INFTR_CLASS_ENTRY) != 0 ? 0 : 1; // at level 4 in every table
+            }
+        },
+        [&] {
+            char on[] = "-M ON -S ON -X ON -a 5000 -t ALL=4";
+            char off[] = "-X OFF -a 0 -t ALL=4,SUPOS=0";
+            if (round++ % 2 == 0)
+                InfTR_UpdateMasterTrace(&master, off, 0);
+            else
+                InfTR_UpdateMasterTrace(&master, on, 0);
+        });
+    EXPECT_EQ(wrong, 0u);
+    EXPECT_GT(round, 1u);
+}
+
+TEST(Threads, RecordsOfAllThreadsReachTheRingWhole)
+{
+    Case_Start("-b 4194304 -B ON -M ON -S ON -t ALL=0");
+    together(
+        4,
+        [](u32 number) {
+            for (u32 id = 0; id < 2000; ++id)
+                InfTR_TraceEvent(58, number << 16 | id, id % 200, std::string(200, 'r').data());
+        },
+        [] { std::this_thread::yield(); });
+    std::map<u32, u32> next;
+    for (const Ring_Record &record : Ring_Records()) {
+        ASSERT_EQ(record.Header.Class, INFTR_CLASS_EVENT);
+        const u32 number = record.Point >> 16;
+        ASSERT_EQ(record.Point & 0xFFFF, next[number]++);
+    }
+    for (u32 number = 0; number < 4; ++number) EXPECT_EQ(next[number], 2000u);
+}
+
+TEST(Threads, ADumpHoldsWholeRecordsWhileOthersTrace)
+{
+    const std::string directory = Case_Directory();
+    Case_Start(("-b 65536 -B ON -M ON -S ON -t ALL=0 -d " + directory).c_str(), "prog", "REG");
+    Case_InThread([] { InfTR_TraceEvent(58, 0, 0, nullptr); }); // no dump finds the ring empty
+    Case_Stderr([&] {
+        u32 dumps = 0;
+        together(
+            2,
+            [](u32 number) {
+                for (u32 id = 0; id < 20000; ++id) {
+                    InfTR_TraceEvent(58, number << 16 | id, id % 200, std::string(200, 'r').data());
+                }
+            },
+            [&] {
+                if (dumps < 50)
+                    InfTR_DumpRingBuffer(dumps++, nullptr);
+                else
+                    std::this_thread::yield();
+            });
+    });
+    size_t files = 0;
+    for (const auto &entry : std::filesystem::directory_iterator(directory)) {
+        const std::string content = Scratch_ReadFile(entry.path());
+        ASSERT_EQ(content.size(), 65536u + 36u);
+        InfTR_RingHeader header;
+        memcpy(&header, content.data(), sizeof header);
+        EXPECT_EQ(header.RingOffset + header.RingFree, 65536);
+        size_t bytes = 0;
+        for (const Ring_Record &record : Ring_RecordsOfImage(content.data(), content.size())) {
+            EXPECT_EQ(record.Header.Class, INFTR_CLASS_EVENT);
+            bytes += 56u + record.Header.DataLength;
+        }
+        EXPECT_GT(bytes + 8192, static_cast<size_t>(header.RingOffset));
+        ++files;
+    }
+    EXPECT_GT(files, 0u);
+}
+
+TEST(Threads, FilesAreClosedUnderTheHandsOfTheirThreads)
+{
+    const std::string directory = Case_Directory();
+    Case_Start(("-A ON -M ON -S ON -t ALL=0 -d " + directory).c_str(), "prog", "REG");
+    constexpr u32 records = 3000;
+    together(
+        4,
+        [](u32 number) {
+            for (u32 id = 0; id < records; ++id)
+                InfTR_TraceEvent(58, number << 16 | id, id % 50, std::string(50, 'r').data());
+        },
+        [] {
+            InfTR_ControlAux(INFTR_COMMAND_CLOSE_FILES);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        });
+    EXPECT_EQ(InfTR_CachePtr->ThreadFileList, nullptr);
+    size_t files = 0;
+    for (const auto &entry : std::filesystem::directory_iterator(directory)) {
+        const std::string content = Scratch_ReadFile(entry.path());
+        const std::vector<Ring_Record> found =
+            Ring_RecordsOfBytes(reinterpret_cast<const u8 *>(content.data()) + 16, content.size() - 16);
+        ASSERT_EQ(found.size(), records);
+        for (u32 id = 0; id < records; ++id) {
+            ASSERT_EQ(found[id].Point & 0xFFFF, id);
+            ASSERT_EQ(found[id].Header.SequenceNumber, id + 1);
+        }
+        ++files;
+    }
+    EXPECT_EQ(files, 4u);
+}
+
+TEST(Threads, OptionsChangeBesideFilesThatOpen)
+{
+    const std::string first = Case_Directory();
+    const std::string second = Case_Directory();
+    Case_Start(("-A ON -B ON -M ON -S ON -t INFTR=1 -a 5000 -d " + first).c_str());
+    u32 round = 0;
+    together(
+        3,
+        [](u32) {
+            for (int turn = 0; turn < 60; ++turn) {
+                Case_InThread([] {
+                    for (u32 id = 0; id < 20; ++id) InfTR_TraceEvent(58, id, 300, std::string(300, 'o').data());
+                });
+            }
+        },
+        [&] {
+            std::string options = "-d " + (round % 2 == 0 ? second : first) + " -a " + std::to_string(5000 + round % 9);
+            options += round % 5 == 0 ? " -A OFF" : " -A ON";
+            ++round;
+            InfTR_UpdateMasterTrace(&master, options.data(), 0);
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        });
+    for (const std::string &directory : {first, second}) {
+        for (const auto &entry : std::filesystem::directory_iterator(directory)) {
+            EXPECT_EQ(entry.path().extension(), ".velatrc");
+        }
+    }
+    EXPECT_EQ(InfTR_CachePtr->ThreadFileList, nullptr);
+}
+
+TEST(Threads, DumpIndexesAreGivenOutOnce)
+{
+    Case_Start(nullptr);
+    std::vector<std::vector<i32>> given(4);
+    together(
+        4,
+        [&](u32 number) {
+            for (int turn = 0; turn < 1000; ++turn) given[number].push_back(InfTR_GetNextDumpIndex());
+        },
+        [] { std::this_thread::yield(); });
+    std::vector<int> seen(4000);
+    for (const auto &list : given) {
+        for (i32 index : list) {
+            ASSERT_TRUE(index >= 0 && index < 4000);
+            EXPECT_EQ(seen[static_cast<size_t>(index)]++, 0);
+        }
+    }
+}
