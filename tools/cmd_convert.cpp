@@ -83,7 +83,9 @@ Conversion openConversion(const Options &options)
     const CodesetCatalogue catalogue = Codesets_ReadFolder(installedFolder());
     const Codeset &from = findSet(catalogue, options.From);
     const Codeset &to = findSet(catalogue, options.To);
-    if (SupPR_InitNames(nullptr) != ERZ_OK) throw Vela_Failure("the names of the installation cannot be set up");
+    const uint32_t code = SupPR_InitNames(nullptr); // no region is needed: only the installation's folders
+    if (code != ERZ_OK && code != SUPPR_ERR_NO_REGION)
+        throw Vela_Failure("the names of the installation cannot be set up");
 
     Conversion conversion;
     conversion.Cd = SupOS_IcnvOpen(to.Name.c_str(), from.Name.c_str());
