@@ -175,9 +175,10 @@ void meetBadByte(const Conversion &conversion, Stream *stream, bool atEnd)
     if (conversion.Replacement.empty()) {
         std::fflush(stdout);
         const bool partial = atEnd && stream->Pending.size() < longestCharacter;
-        throw Vela_Failure(place + (stream->Pending.empty() ? " the text ends inside a double-byte run"
-                                    : partial ? hex(stream->Pending) + " is the beginning of a character"
-                                              : hex(stream->Pending) + " is no character") +
+        throw Vela_Failure(place +
+                           (stream->Pending.empty() ? " the text ends inside a double-byte run"
+                            : partial               ? hex(stream->Pending) + " is the beginning of a character"
+                                                    : hex(stream->Pending) + " is no character") +
                            " (--replace goes on)");
     }
     put(conversion.Replacement);
@@ -213,8 +214,10 @@ void convertPending(const Conversion &conversion, Stream *stream, bool atEnd)
         Outcome outcome = convert(conversion, source);
         if (outcome.Code == ICNV_RC_NOTABLE) throw Vela_Failure("this pair has a table and no routine");
         if (conversion.JoinsRuns && stream->EndsInCut) { // the run goes on: neither shift is needed
-            if (outcome.Text.starts_with(shiftOut)) outcome.Text.erase(0, 1);
-            else outcome.Text.insert(0, 1, shiftIn);
+            if (outcome.Text.starts_with(shiftOut))
+                outcome.Text.erase(0, 1);
+            else
+                outcome.Text.insert(0, 1, shiftIn);
             stream->EndsInCut = false;
         }
         if (conversion.JoinsRuns && cut && outcome.Code == ICNV_RC_OK && outcome.Text.ends_with(shiftIn)) {
@@ -244,8 +247,8 @@ void showProgress(const Stream &stream, off_t done)
     if (percent == shown) return;
     shown = percent;
     const int filled = percent * barWidth / 100;
-    std::fprintf(stderr, "\r[%.*s%*s] %3d %%", filled, "########################################", barWidth - filled, "",
-                 percent);
+    std::fprintf(stderr, "\r[%.*s%*s] %3d %%", filled, "########################################", barWidth - filled,
+                 "", percent);
     if (percent == 100) std::fprintf(stderr, "\r%*s\r", barWidth + 9, "");
 }
 

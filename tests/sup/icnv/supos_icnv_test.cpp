@@ -6,7 +6,8 @@
 #include "supos_convext_int.h"
 #include "supos_icnv_engine.h"
 
-namespace {
+namespace
+{
 
 // The wrap on a text: what stands in the target, and what it left of the room.
 struct Wrapped {
@@ -83,7 +84,8 @@ TEST(SupOS_IConvWrap, EndsTheProcessOnAFullTwoByteTarget)
 {
     Icnv_UseTables();
     const u32 cd = Icnv_Open("UCS-2", "QMX-850");
-    EXPECT_EXIT(wrap(cd, "AB", 4), testing::ExitedWithCode(99), "TimesRoundLoop < 3.*\n?(.*\n)*.*Stuck in iconv MBCS loop");
+    EXPECT_EXIT(wrap(cd, "AB", 4), testing::ExitedWithCode(99),
+                "TimesRoundLoop < 3.*\n?(.*\n)*.*Stuck in iconv MBCS loop");
     EXPECT_EXIT(wrap(cd, "ABC", 4), testing::ExitedWithCode(99), "supos_icnv");
     EXPECT_EXIT(wrap(cd, "AB", 0), testing::ExitedWithCode(99), "Stuck in iconv MBCS loop");
 }

@@ -18,7 +18,8 @@
 #include "icnv_root.h"
 #include "icu_reference.h"
 
-namespace {
+namespace
+{
 
 struct Set {
     u32 Ccsid;
@@ -237,7 +238,8 @@ TEST(IcnvAgainstIcu, EveryByteOfEverySingleBytePair)
     printf("%zu codes compared, %zu equivalents of characters that ICU's target lacks\n", compared, equivalents);
 }
 
-namespace {
+namespace
+{
 
 // Characters that the two sides of a Japanese or Korean set take for another.
 bool isContested(u32 Character)
@@ -248,7 +250,7 @@ bool isContested(u32 Character)
 
 // From Unicode these have more rows than a table can hold: so many characters are lost or come out as another's.
 const std::map<u32, size_t> narrow = {{933, 1525}, {934, 1525}, {944, 1525}, {949, 872},
-                                        {1363, 243}, {970, 55},   {1386, 0}};
+                                      {1363, 243}, {970, 55},   {1386, 0}};
 
 std::string codeBytes(u32 Code, bool Host)
 {
@@ -329,7 +331,8 @@ TEST(IcnvRoundTrip, TenLanguages)
             EXPECT_EQ(Icnv_Text("UCS-2", first, text), ucs) << first;
             for (const char *second : row.Sets) {
                 if (strncmp(first, "QMX-euc", 7) == 0 && strncmp(second, "QMX-euc", 7) == 0) continue;
-                EXPECT_EQ(Icnv_Text(second, first, text), Icnv_Text(second, "UTF-8", row.Text)) << first << " to " << second;
+                EXPECT_EQ(Icnv_Text(second, first, text), Icnv_Text(second, "UTF-8", row.Text))
+                    << first << " to " << second;
             }
         }
     }

@@ -8,7 +8,8 @@
 #include <set>
 #include <sys/stat.h>
 
-namespace {
+namespace
+{
 
 const char *const lines = "819 819 0 819 1 3 1 ISO8859-1\n37 37 0 37 1 1 0 QMX-037\n850 850 0 850 1 2 1 QMX-850\n"
                           "500 500 0 500 1 1 0 QMX-500\n912 912 0 912 1 3 1 QMX-912\n"
@@ -172,8 +173,7 @@ TEST(SupOS_OpenConversion, NeedsNoTableBetweenFormsOfUnicode)
 
 TEST(SupOS_OpenDefaultConversion, StandsInForAMissingTable)
 {
-    const std::string folder =
-        Icnv_UseCatalogue(std::string("default 0 37 0 1 0\ndefault 0 850 0 2 0\n") + lines);
+    const std::string folder = Icnv_UseCatalogue(std::string("default 0 37 0 1 0\ndefault 0 850 0 2 0\n") + lines);
     Ring_TraceOn();
     IcnvDescriptor d;
     SupOS_IcnvNeedCatalogue();

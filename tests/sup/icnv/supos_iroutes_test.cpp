@@ -6,7 +6,8 @@
 
 using namespace std::string_literals;
 
-namespace {
+namespace
+{
 
 Icnv_Answer code(const char *To, const char *From, const std::string &Source, size_t Room = 64)
 {
@@ -49,7 +50,8 @@ TEST(HostPCMM, ConvertsRunsAndDropsTheirShifts)
     Icnv_UseTables();
     const Icnv_Answer a = code("QMX-943", "QMX-930", "\xC1\x0E\x43\x81\x43\x82\x0F\xC2");
     EXPECT_EQ(a.Code, 0);
-    EXPECT_EQ(a.Text, "A\x83\x41\x83\x43" "B");
+    EXPECT_EQ(a.Text, "A\x83\x41\x83\x43"
+                      "B");
 }
 
 TEST(HostPCMM, CarriesAnEmptyRunAsTwoCharacters)
@@ -93,7 +95,11 @@ TEST(HostPCMM, KeepsShiftsForAHostTarget)
 TEST(PCHostMM, AddsShifts)
 {
     Icnv_UseTables();
-    EXPECT_EQ(code("QMX-930", "QMX-943", "A\x83\x41\x83\x43" "B").Text, "\xC1\x0E\x43\x81\x43\x82\x0F\xC2");
+    EXPECT_EQ(code("QMX-930", "QMX-943",
+                   "A\x83\x41\x83\x43"
+                   "B")
+                  .Text,
+              "\xC1\x0E\x43\x81\x43\x82\x0F\xC2");
     Icnv_Answer a = code("QMX-930", "QMX-943", "A\x83");
     EXPECT_EQ(a.Code, -68);
     EXPECT_EQ(a.Text, "\xC1");
@@ -109,7 +115,8 @@ TEST(HostPCMS, SubstitutesAndLetsTheShiftInThrough)
     Icnv_UseTables();
     Icnv_Answer a = code("QMX-850", "QMX-930", "\xC1\x0E\x43\x81\x43\x82\x0F\xC2");
     EXPECT_EQ(a.Code, 0);
-    EXPECT_EQ(a.Text, "A\x7F\x7F\x0F" "B");
+    EXPECT_EQ(a.Text, "A\x7F\x7F\x0F"
+                      "B");
     a = code("QMX-850", "QMX-930", "\x0E\x43\x81\x43\x82\x0F", 1);
     EXPECT_EQ(a.Code, -63);
     EXPECT_EQ(a.Text, "\x7F") << "not padded from inside a run";
@@ -119,7 +126,11 @@ TEST(HostPCMS, SubstitutesAndLetsTheShiftInThrough)
 TEST(PCHostMS, SubstitutesEachLeadAndTrail)
 {
     Icnv_UseTables();
-    EXPECT_EQ(code("QMX-037", "QMX-943", "A\x83\x41\x83\x43" "B").Text, "\xC1\x3F\x3F\xC2");
+    EXPECT_EQ(code("QMX-037", "QMX-943",
+                   "A\x83\x41\x83\x43"
+                   "B")
+                  .Text,
+              "\xC1\x3F\x3F\xC2");
     const Icnv_Answer a = code("QMX-037", "QMX-943", "A\x83\x41", 2);
     EXPECT_EQ(a.Code, -63) << "the first of a run wants two bytes";
     EXPECT_EQ(a.Text, "\xC1\x00"s);
@@ -178,7 +189,8 @@ TEST(UnicodeRoute, ClosesRunsOfAHostTarget)
 TEST(UnicodeRoute, ReadsShiftsOfAHostSource)
 {
     Icnv_UseTables();
-    EXPECT_EQ(code("UCS-2", "QMX-930", "\x0E\x43\x81\x0F\xC1").Text, "\xA2\x30" "A\0"s);
+    EXPECT_EQ(code("UCS-2", "QMX-930", "\x0E\x43\x81\x0F\xC1").Text, "\xA2\x30"
+                                                                     "A\0"s);
     EXPECT_EQ(code("UCS-2", "QMX-930", "\xC1\x0E\x0F").Code, 0);
     EXPECT_EQ(code("UCS-2", "QMX-930", "\xC1\x0E\x0F").Text.size(), 6u) << "each a character of its own";
     EXPECT_EQ(code("UCS-2", "QMX-930", "\xC1\x0E").Text.size(), 4u);
@@ -217,7 +229,9 @@ TEST(UnicodeRoute, LeavesNoRoomForAPairWithoutARoutine)
 TEST(Gb18030, SubstitutesMalformedCharacters)
 {
     Icnv_UseTables("etc-gb18030");
-    Icnv_Answer a = code("UCS-2", "GB18030", "A\x81\x20" "B");
+    Icnv_Answer a = code("UCS-2", "GB18030",
+                         "A\x81\x20"
+                         "B");
     EXPECT_EQ(a.Code, 0);
     EXPECT_EQ(a.Text, "A\0\x1A\0 \0B\0"s) << "one byte forward, the rest is read again";
     a = code("UTF-8", "GB18030", "A\x81");

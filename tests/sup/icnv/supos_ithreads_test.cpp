@@ -5,7 +5,8 @@
 
 #include "icnv_root.h"
 
-namespace {
+namespace
+{
 
 struct Work {
     const char *From, *To;
@@ -42,8 +43,7 @@ TEST(IcnvThreads, OpenCodeAndCloseAtOnce)
     Icnv_UseTables();
     std::vector<Work> all = makeWork();
     for (Work &work : all) work.Source = textFor(work.From), work.Wanted = textFor(work.To);
-    SupOS_IcnvInit(); // a new catalogue: every table is loaded again, by whoever comes first
-
+    // The texts needed the tables of UTF-8 alone: those between the other sets are loaded by whoever comes first.
     std::vector<std::thread> running;
     for (int t = 0; t < threads; ++t) {
         running.emplace_back([&all, t] {
