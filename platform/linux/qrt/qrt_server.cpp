@@ -216,6 +216,13 @@ static void endConnection(Qrt_Connection *connection)
 
 // ---- connections
 
+// Hands the connection to whichever thread the poll set wakes next: all that was written to it comes before that.
+static bool pass(Qrt_Connection *connection, int operation)
+{
+    __atomic_store_n(&connection->Passed, 1, __ATOMIC_RELEASE);
+    return arm(connection->Server, operation, connection->Descriptor, EPOLLIN | EPOLLONESHOT, connection);
+}
+
 static bool isLoopback(const Qrt_Endpoint *endpoint, const struct sockaddr_in *peer)
 {
     return endpoint->Protocol == QRT_LOCAL || (ntohl(peer->sin_addr.s_addr) >> 24) == 127;
@@ -247,7 +254,7 @@ static void addConnection(rpc_server *server, const Qrt_Endpoint *endpoint, int 
     server->Connections = connection;
     server->Full = ++server->ConnectionCount >= server->Options.Connections;
     pthread_mutex_unlock(&server->Lock);
-    if (!arm(server, EPOLL_CTL_ADD, descriptor, EPOLLIN | EPOLLONESHOT, connection)) endConnection(connection);
+    if (!pass(connection, EPOLL_CTL_ADD)) endConnection(connection);
 }
 
 // Accepts what waits, up to the limit; then the endpoint rests until a connection ends.
@@ -303,9 +310,8 @@ static bool readSome(Qrt_Connection *connection)
 
 static void serve(Qrt_Connection *connection)
 {
-    if (readSome(connection) && Qrt_ServePdus(connection) &&
-        arm(connection->Server, EPOLL_CTL_MOD, connection->Descriptor, EPOLLIN | EPOLLONESHOT, connection))
-        return;
+    (void)__atomic_load_n(&connection->Passed, __ATOMIC_ACQUIRE);
+    if (readSome(connection) && Qrt_ServePdus(connection) && pass(connection, EPOLL_CTL_MOD)) return;
     endConnection(connection);
 }
 

@@ -24,6 +24,7 @@ struct Qrt_Connection {
     Qrt_Connection *Before;
     rpc_server *Server;
     int Descriptor;
+    u32 Passed; // written last by the thread that gives it away, read first by the one that gets it
     u64 Number;
     bool Local;
     char Port[8]; // of its endpoint, for the answer to a bind; "" for a local socket
