@@ -33,12 +33,15 @@ namespace
 const char *const english =
     "The morning shift begins at six, when the first orders of the day are read from the queue and checked against "
     "stock. Each record carries an account number, a date and the name of the clerk who entered it; what cannot be "
-    "matched goes back with a short note. By noon some 4,200 items have passed, and totals are printed for the office. ";
+    "matched goes back with a short note. By noon some 4,200 items have passed, and totals are printed for the "
+    "office. ";
 
 const char *const german =
     "Die Frühschicht beginnt um sechs Uhr; dann werden die ersten Aufträge des Tages gelesen und gegen die Bestände "
-    "geprüft. Jeder Satz trägt eine Kontonummer, ein Datum und den Namen der Person, die ihn erfaßt hat. Was sich nicht "
-    "zuordnen läßt, geht mit einer kurzen Erklärung zurück. Bis zum Mittag sind etwa 4200 Stück über die Straße gegangen. ";
+    "geprüft. Jeder Satz trägt eine Kontonummer, ein Datum und den Namen der Person, die ihn erfaßt hat. Was sich "
+    "nicht "
+    "zuordnen läßt, geht mit einer kurzen Erklärung zurück. Bis zum Mittag sind etwa 4200 Stück über die Straße "
+    "gegangen. ";
 
 const char *const japanese =
     "朝の仕事は六時に始まる。その日の最初の注文が読み込まれ、在庫と照合される。それぞれの記録には口座番号と日付、"
@@ -181,9 +184,12 @@ size_t icuPair(const Case &C, const Icu &I, const std::string &Source, std::stri
     const int32_t room = static_cast<int32_t>(toUnits ? Target.size() / 2 : Units.size());
     const UChar *from = units;
     int32_t count = 0;
-    if (fromUnits) from = reinterpret_cast<const UChar *>(Source.data()), count = length / 2;
-    else if (strcmp(C.IcuFrom, "UTF-8") == 0) u_strFromUTF8(units, room, &count, Source.data(), length, &status);
-    else count = ucnv_toUChars(I.From, units, room, Source.data(), length, &status);
+    if (fromUnits)
+        from = reinterpret_cast<const UChar *>(Source.data()), count = length / 2;
+    else if (strcmp(C.IcuFrom, "UTF-8") == 0)
+        u_strFromUTF8(units, room, &count, Source.data(), length, &status);
+    else
+        count = ucnv_toUChars(I.From, units, room, Source.data(), length, &status);
     if (toUnits) return static_cast<size_t>(count) * 2;
     int32_t made = 0;
     if (strcmp(C.IcuTo, "UTF-8") == 0)
@@ -253,8 +259,8 @@ void openTimes()
     const double again = timeOf([] { SupOS_IcnvClose(openPair("QMX-850", "QMX-037")); });
     const u32 mixed = openPair("QMX-943", "QMX-930");
     const double mixedAgain = timeOf([] { SupOS_IcnvClose(openPair("QMX-943", "QMX-930")); });
-    printf("first open of the process %.2f ms; open and close again: 037 > 850 %.0f ns, 930 > 943 %.0f ns\n", once * 1e3,
-           again * 1e9, mixedAgain * 1e9);
+    printf("first open of the process %.2f ms; open and close again: 037 > 850 %.0f ns, 930 > 943 %.0f ns\n",
+           once * 1e3, again * 1e9, mixedAgain * 1e9);
     SupOS_IcnvClose(first);
     SupOS_IcnvClose(mixed);
 }
@@ -276,20 +282,24 @@ int main(int Count, char **Arguments)
     for (int i = 1; i < Count; ++i) {
         const std::string word = Arguments[i];
         const std::string value = i + 1 < Count ? Arguments[i + 1] : "";
-        if (word == "--quick") quick = true;
-        else if (word == "--only") only = value, ++i;
+        if (word.starts_with("--benchmark_")) continue; // what the other benchmarks are told
+        if (word == "--quick")
+            quick = true;
+        else if (word == "--only")
+            only = value, ++i;
 #ifdef ICNV_BENCH_FORMS
         else if (word == "--form") {
             if (!SupOS_IcnvUseKernels(value.c_str())) fail("no form " + value + " here");
             ++i;
         }
 #endif
-        else fail("unknown option " + word);
+        else
+            fail("unknown option " + word);
     }
     useTables();
     openTimes();
-    printf("%-20s %9s %8s %8s %6s %8s %8s %8s %8s   GB/s of source\n", "", "bytes", "own", "memcpy", "", "ICU", "own/ICU",
-           "iconv", "own/iconv");
+    printf("%-20s %9s %8s %8s %6s %8s %8s %8s %8s   GB/s of source\n", "", "bytes", "own", "memcpy", "", "ICU",
+           "own/ICU", "iconv", "own/iconv");
     for (const Case &row : cases) {
         if (std::string(row.Title).find(only) == std::string::npos) continue;
         for (const size_t size : {size_t{64}, size_t{1024}, size_t{65536}, size_t{16} << 20}) runCase(row, size);

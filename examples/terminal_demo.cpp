@@ -31,9 +31,11 @@ u32 release(void *block)
 // Sends one run of text through the conversion that the descriptor stands for.
 u32 convert(u32 descriptor, u8 *source, u16 sourceLength, u8 *target, u16 targetSize, u16 *outLength)
 {
+    const char *from = reinterpret_cast<const char *>(source);
+    char *to = reinterpret_cast<char *>(target);
     u32 sourceLeft = sourceLength;
     u32 targetLeft = targetSize;
-    const i32 code = SupOS_IcnvCode(descriptor, &source, &sourceLeft, &target, &targetLeft);
+    const i32 code = SupOS_IcnvCode(descriptor, &from, &sourceLeft, &to, &targetLeft);
     *outLength = static_cast<u16>(targetSize - targetLeft);
     return static_cast<u32>(code);
 }
@@ -54,7 +56,11 @@ int main(int argc, char **argv)
     }
 
     InfTR_SInit(argv[0], std::getenv("VELAREGION"));
+    // Trace rests while the first open reads the whole catalogue of code sets, about a thousand calls.
+    const u32 wanted = InfTR_MasterTraceArea.TraceFlagMaster;
+    InfTR_MasterTraceArea.TraceFlagMaster = 0;
     const u32 descriptor = SupOS_IcnvOpen("QMX-850", "QMX-037");
+    InfTR_MasterTraceArea.TraceFlagMaster = wanted;
     if (descriptor == noDescriptor) {
         std::fprintf(stderr, "no conversion from QMX-037 to QMX-850\n");
         return 1;

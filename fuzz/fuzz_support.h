@@ -16,9 +16,16 @@ extern "C" int LLVMFuzzerTestOneInput(const u8 *Data, size_t Size);
 #define FUZZ_REQUIRE(Condition)                                                                                        \
     do {                                                                                                               \
         if (Condition) break;                                                                                          \
-        std::fprintf(stderr, "%s:%d: does not hold: %s\n", __FILE__, __LINE__, #Condition);                            \
+        dprintf(2, "%s:%d: does not hold: %s\n", __FILE__, __LINE__, #Condition);                                      \
         std::abort();                                                                                                  \
     } while (0)
+
+// Sends what the library writes to standard error away; the fuzzer and the sanitizers keep the descriptor.
+inline void Fuzz_BeQuiet()
+{
+    static FILE *const away = std::fopen("/dev/null", "w");
+    if (away != nullptr) stderr = away;
+}
 
 // Blocks in hand. A block that is released twice, or was never handed out, ends the program.
 inline std::set<void *> Fuzz_Blocks;

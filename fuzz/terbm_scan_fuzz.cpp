@@ -6,8 +6,6 @@
 // unchanged and not longer than it was; with one the old block is gone and the new one is in hand; taking the insertions
 // out again gives the old stream; a second scan of a complete result inserts nothing.
 
-#include <cstdio>
-
 #include "fuzz_support.h"
 #include "terbm_stream.h"
 

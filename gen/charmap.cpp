@@ -44,7 +44,7 @@ ConverterPtr openConverter(const std::string &Source)
 // The one character that these bytes are, or CHARMAP_NONE.
 u32 toCharacter(UConverter *Converter, const u8 *Bytes, size_t Count)
 {
-    char16_t units[8];
+    char16_t units[8] = {};
     char16_t *out = units;
     const char *in = reinterpret_cast<const char *>(Bytes);
     UErrorCode status = U_ZERO_ERROR;
@@ -57,7 +57,7 @@ u32 toCharacter(UConverter *Converter, const u8 *Bytes, size_t Count)
 // The code of a character, or CHARMAP_NONE. Shifts around a double-byte code are left out.
 u32 toCode(UConverter *Converter, u16 Character, bool Shifted)
 {
-    u8 bytes[16];
+    u8 bytes[16] = {};
     char *out = reinterpret_cast<char *>(bytes);
     char *const start = out;
     const char16_t unit = static_cast<char16_t>(Character);

@@ -72,6 +72,7 @@ std::vector<RowGroup> groupsOf(const std::vector<RowCell> &Cells)
         group.weight[cell.second] = Rows_Weight(cell.character);
     }
     std::vector<RowGroup> groups;
+    groups.reserve(byFirst.size());
     for (auto &[first, group] : byFirst) groups.push_back(std::move(group));
     return groups;
 }

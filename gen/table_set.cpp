@@ -270,9 +270,10 @@ std::vector<TableRecord> TableSet_Write(const CodesetPlan &Plan, const std::stri
     std::set<std::string> names;
     for (const TableJob &job : jobs) {
         const std::string name = TableSet_FileName(job.from, job.to);
+        const std::string path = std::filesystem::path(Folder) / name;
         if (!names.insert(name).second) throw GenError(name + ": two tables want this name");
         const TableDraft draft = TableSet_Draft(maker, job);
-        TableFile file = TableSet_WriteOne(draft, Folder + "/" + name);
+        TableFile file = TableSet_WriteOne(draft, path);
         records.push_back({job, draft.layout, draft.entries.size(), file.data.size(), file.rows, file.falseCodes,
                            std::move(file.lost), file.shared});
         if (Progress) Progress(records.size(), jobs.size());

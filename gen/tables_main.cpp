@@ -70,7 +70,7 @@ void run(const Options &O)
 } // namespace
 
 int main(int argc, char **argv)
-{
+try {
     Options options;
     CLI::App program("Writes ccsid.tbl and the conversion tables, and reads every table back.");
     program.add_option("--data", options.data, "folder of codesets.tsv and its companions")->required();
@@ -80,12 +80,9 @@ int main(int argc, char **argv)
     program.add_option("--stamp", options.stamp, "file to write when all is done");
     program.add_flag("--verbose", options.verbose, "a line for every table");
     CLI11_PARSE(program, argc, argv);
-
-    try {
-        run(options);
-    } catch (const std::exception &problem) {
-        std::fprintf(stderr, "gen_tables: %s\n", problem.what());
-        return 1;
-    }
+    run(options);
     return 0;
+} catch (const std::exception &problem) {
+    std::fprintf(stderr, "gen_tables: %s\n", problem.what());
+    return 1;
 }

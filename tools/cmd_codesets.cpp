@@ -60,11 +60,14 @@ void printNames(const std::string &heading, const CodesetCatalogue &catalogue,
     for (const Codeset &set : catalogue.Sets) {
         if (!test(set)) continue;
         ++count;
-        if (line.size() + set.Name.size() + 1 > lineWidth) {
+        // A name that two numbers share means the first of them.
+        const bool first = Codesets_Find(catalogue, set.Name)->Ccsid == set.Ccsid;
+        const std::string name = first ? set.Name : std::to_string(set.Ccsid);
+        if (line.size() + name.size() + 1 > lineWidth) {
             text += line + "\n";
             line = "   ";
         }
-        line += " " + set.Name;
+        line += " " + name;
     }
     if (count == 0) return;
     std::cout << Vela_Paint("1", formatted("%s (%zu):", heading.c_str(), count)) << "\n" << text << line << "\n";

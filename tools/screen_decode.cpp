@@ -200,7 +200,7 @@ struct Decoder {
         if (type == 0xC0) return Screen_AttributeText(value);
         if (type == 0x00) return "all defaults";
         if (applyPair(type, value, &look)) {
-            const std::string text = Screen_LookText(look);
+            std::string text = Screen_LookText(look);
             if (!text.empty()) return text;
             const char *const kind = type == 0x41 ? "highlight" : type == 0x42 ? "colour" : "character set";
             return std::string("default ") + kind;

@@ -117,7 +117,7 @@ std::string rowText(const Screen_Picture &picture, const std::vector<int> &field
 {
     std::string out, run, sequence;
     for (int column = 0; column < picture.Columns; ++column) {
-        const size_t at = static_cast<size_t>(row * picture.Columns + column);
+        const size_t at = static_cast<size_t>(row) * static_cast<size_t>(picture.Columns) + static_cast<size_t>(column);
         const Screen_Cell *const field = fieldCell(picture, fields, at);
         const std::string wanted = picture.Cells[at].IsField ? "" : sequenceOf(picture.Cells[at], field);
         if (wanted != sequence && !run.empty()) {

@@ -27,6 +27,7 @@ void Vela_Add3270(CLI::App &Program);
 void Vela_AddTrace(CLI::App &Program);
 void Vela_AddMessage(CLI::App &Program);
 void Vela_AddRegions(CLI::App &Program);
+void Vela_AddConvert(CLI::App &Program);
 void Vela_AddCodesets(CLI::App &Program);
 
 // Adds a command group that shows its help when no command of it is named.

@@ -104,7 +104,7 @@ PLAT_API i32 Plat_Daylight(void);
  * -1 with EBADF for any other handle. */
 PLAT_API i32 _open_osfhandle(handle File, i32 Flags);
 
-#define PLAT_HEAP_OK -2
+#define PLAT_HEAP_OK (-2)
 
 /* Always PLAT_HEAP_OK: this heap has no check that is safe in a failing process. */
 PLAT_API i32 _heapchk(void);

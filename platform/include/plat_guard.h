@@ -17,7 +17,7 @@
  * nothing is unwound, no destructor runs, locks stay locked. So the block holds little more than a call, keeps nothing that
  * needs an end, and is not left by return, goto, break or a C++ exception. Locals that it changes are volatile.
  *
- * Guards of a thread nest; the innermost gets the fault, and a fault in its PLAT_EXCEPT part is the next one's. The
+ * Guards of a thread nest, one in a function; the innermost gets the fault, and a fault in its PLAT_EXCEPT part is the next one's. The
  * dispatcher of faults is installed by the first guard of a process. */
 
 #include <setjmp.h>

@@ -63,8 +63,8 @@ typedef struct EXCEPTION_POINTERS {
 } EXCEPTION_POINTERS;
 
 /* Answers of a filter. */
-#define EXCEPTION_EXECUTE_HANDLER 1u             /* the process ends */
-#define EXCEPTION_CONTINUE_SEARCH 0u             /* the handlers of plat_signal get it, then the system */
+#define EXCEPTION_EXECUTE_HANDLER 1u /* the process ends */
+#define EXCEPTION_CONTINUE_SEARCH 0u /* the handlers of plat_signal get it, then the system */
 #define EXCEPTION_CONTINUE_EXECUTION 0xFFFFFFFFu /* the thread goes on with the registers of the context */
 
 typedef u32 (*PTOP_LEVEL_EXCEPTION_FILTER)(EXCEPTION_POINTERS *Pointers);
@@ -135,7 +135,8 @@ PLAT_API u32 SymGetOptions(void);
 PLAT_API u32 SymSetOptions(u32 Options);
 
 /* Opens a session over the modules that are loaded now. SearchPath is kept for SymGetSearchPath; symbols are looked for
- * in the module itself and, by its build id, below /usr/lib/debug; nothing is fetched. Nonzero, or 0 with GetLastError. */
+ * in the module itself and, by its build id, below /usr/lib/debug; nothing is fetched. A session of
+ * this thread that is still open is closed first. Nonzero, or 0 with GetLastError. */
 PLAT_API i32 SymInitialize(handle Process, const char *SearchPath, i32 Invade);
 PLAT_API i32 SymCleanup(handle Process);
 PLAT_API i32 SymGetSearchPath(handle Process, char *Out, u32 Size);

@@ -39,10 +39,10 @@ struct registerRow {
 };
 
 constexpr registerRow registerRows[] = {
-    {&CONTEXT::Eax, REG_RAX}, {&CONTEXT::Ebx, REG_RBX}, {&CONTEXT::Ecx, REG_RCX}, {&CONTEXT::Edx, REG_RDX},
-    {&CONTEXT::Esi, REG_RSI}, {&CONTEXT::Edi, REG_RDI}, {&CONTEXT::Ebp, REG_RBP}, {&CONTEXT::Esp, REG_RSP},
-    {&CONTEXT::Eip, REG_RIP}, {&CONTEXT::R8, REG_R8},   {&CONTEXT::R9, REG_R9},   {&CONTEXT::R10, REG_R10},
-    {&CONTEXT::R11, REG_R11}, {&CONTEXT::R12, REG_R12}, {&CONTEXT::R13, REG_R13}, {&CONTEXT::R14, REG_R14},
+    {&CONTEXT::Eax, REG_RAX}, {&CONTEXT::Ebx, REG_RBX},    {&CONTEXT::Ecx, REG_RCX}, {&CONTEXT::Edx, REG_RDX},
+    {&CONTEXT::Esi, REG_RSI}, {&CONTEXT::Edi, REG_RDI},    {&CONTEXT::Ebp, REG_RBP}, {&CONTEXT::Esp, REG_RSP},
+    {&CONTEXT::Eip, REG_RIP}, {&CONTEXT::R8, REG_R8},      {&CONTEXT::R9, REG_R9},   {&CONTEXT::R10, REG_R10},
+    {&CONTEXT::R11, REG_R11}, {&CONTEXT::R12, REG_R12},    {&CONTEXT::R13, REG_R13}, {&CONTEXT::R14, REG_R14},
     {&CONTEXT::R15, REG_R15}, {&CONTEXT::EFlags, REG_EFL},
 };
 

@@ -158,8 +158,9 @@ int Plat_SignalWatch(int Signal)
     action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_RESTART | SA_NODEFER; // a second one meets the default at once
     if (Plat_Sys.Sigaction(Signal, &action, &before) != 0) return -1;
     displacedRow *const row = displacedOf(Signal);
-    const bool foreign = (before.sa_flags & SA_SIGINFO) != 0 ? before.sa_sigaction != dispatch
-                                                             : before.sa_handler != SIG_DFL && before.sa_handler != SIG_IGN;
+    const bool foreign = (before.sa_flags & SA_SIGINFO) != 0
+                             ? before.sa_sigaction != dispatch
+                             : before.sa_handler != SIG_DFL && before.sa_handler != SIG_IGN;
     if (row != nullptr && foreign && !row->Displaced.load(std::memory_order_acquire)) {
         row->Before = before;
         row->Displaced.store(true, std::memory_order_release);

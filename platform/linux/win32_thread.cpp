@@ -9,6 +9,7 @@
 #include <new>
 
 #include "plat_error.h"
+#include "plat_exception.h"
 #include "plat_sys.h"
 #include "plat_waitable.h"
 #include "tks_thread.h"
@@ -31,6 +32,7 @@ static const Plat_ObjectOps threadOps = {PLAT_KIND_THREAD, nullptr, destroyThrea
 static void *run(void *word)
 {
     Thread *const thread = static_cast<Thread *>(word);
+    if (Plat_HasFilter()) plat_FaultStack();
     thread->Start(thread->Word);
     Plat_WaitableSet(&thread->Ended);
     Plat_HandleRelease(&thread->Ended.Head);

@@ -4,7 +4,8 @@
 
 #include <string>
 
-namespace {
+namespace
+{
 
 constexpr int OK = 0, FULL = -63, NOTABLE = -66, BADSRC = -68;
 
@@ -123,9 +124,12 @@ Ref_Result hostToMixed(Call &C)
             if (shifts && C.Room() >= 2) C.Put(0x0E);
             C.Take(1);
             while (!C.At(0, 0x0F) && C.Code == OK) {
-                if (C.At(1, 0x0F) || C.Left() <= 1) C.Code = BADSRC;
-                else if (C.Room() < (shifts ? 3u : 2u)) C.Code = FULL;
-                else twoBytes(C);
+                if (C.At(1, 0x0F) || C.Left() <= 1)
+                    C.Code = BADSRC;
+                else if (C.Room() < (shifts ? 3u : 2u))
+                    C.Code = FULL;
+                else
+                    twoBytes(C);
             }
             if (shifts) C.Put(0x0F);
             if (C.Left() > 0) C.Take(1);
@@ -147,9 +151,12 @@ Ref_Result hostToSingle(Call &C)
         } else {
             C.Take(1);
             while (!C.At(0, 0x0F) && C.Code == OK) {
-                if (C.At(1, 0x0F) || C.Left() <= 1) C.Code = BADSRC;
-                else if (C.Room() < 1) C.Code = FULL, inRun = true;
-                else substitute(C);
+                if (C.At(1, 0x0F) || C.Left() <= 1)
+                    C.Code = BADSRC;
+                else if (C.Room() < 1)
+                    C.Code = FULL, inRun = true;
+                else
+                    substitute(C);
             }
         }
     }
@@ -469,21 +476,27 @@ std::string pieces(const Ref_Conversion &How)
     case 15: return pick(fromOne, "b18", "h28ok");
     case 16: return "hFeos";
     case 17: return "hGeo";
-    case 24: case 34: return pick(fromOne, "b1u", "p2u");
-    case 25: case 35: return pick(fromOne, "b18", "p28");
-    case 26: case 36: return "pFe";
+    case 24:
+    case 34: return pick(fromOne, "b1u", "p2u");
+    case 25:
+    case 35: return pick(fromOne, "b18", "p28");
+    case 26:
+    case 36: return "pFe";
     case 41: return pick(toOne, "unb", "u2hc");
-    case 42: case 43: return pick(toOne, "unb", "u2p");
+    case 42:
+    case 43: return pick(toOne, "unb", "u2p");
     case 45: return "u=8";
     case 46: return "uEe";
     case 47: return "uGe";
     case 51: return pick(toOne, "8nb", "82hc");
-    case 52: case 53: return pick(toOne, "8nb", "82p");
+    case 52:
+    case 53: return pick(toOne, "8nb", "82p");
     case 54: return "8=u";
     case 56: return "8Ee";
     case 57: return "8Ge";
     case 61: return "eThc";
-    case 62: case 63: return "eTp";
+    case 62:
+    case 63: return "eTp";
     case 64: return "eTu";
     case 65: return "eT8";
     case 71: return "gghcl";
@@ -510,15 +523,19 @@ Ref_Result unicode(Call &C)
             if (C.Code == FULL && ends('o')) C.Code = OK;
             break;
         }
-        if (how[1] == 'g') lookUpByLength(C.How, S, how[2] == 'h' ? 0x3F : 0x1A);
-        else lookUp(how[1], C.How.Record[0], S);
+        if (how[1] == 'g')
+            lookUpByLength(C.How, S, how[2] == 'h' ? 0x3F : 0x1A);
+        else
+            lookUp(how[1], C.How.Record[0], S);
         C.Code = write(how[2], C, S);
         if (C.Code != OK) break;
     }
     if (ends('c') && S.Inside && C.Room() > 0) C.Put(0x0F);
     if (ends('k') && S.Inside) {
-        if (C.Left() == 0) C.Code = BADSRC;
-        else if (C.At(0, 0x0F)) C.Take(1);
+        if (C.Left() == 0)
+            C.Code = BADSRC;
+        else if (C.At(0, 0x0F))
+            C.Take(1);
     }
     if (ends('s') && S.Inside) C.Code = BADSRC;
     if (ends('l') && C.Left() > 0) C.Code = FULL;

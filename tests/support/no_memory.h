@@ -21,7 +21,8 @@ inline void NoMemory_Exhaust()
 {
     const rlimit none = {0, 0};
     if (setrlimit(RLIMIT_AS, &none) != 0) _exit(250);
-    for (size_t size = 1 << 20; size >= 1; size /= 2) {
+    // below 2 KiB each size may have blocks of its own that serve no other
+    for (size_t size = 1 << 20; size >= 8; size = size > 2048 ? size / 2 : size - 8) {
         void *volatile block;
         do block = malloc(size);
         while (block != nullptr);

@@ -2,6 +2,7 @@
 
 #include "qrt_exceptions.h"
 
+#include "plat_exception.h"
 #include "qrt_tables.h"
 #include "rpc_status.h"
 
@@ -9,8 +10,21 @@
 
 #include <cstdio>
 
+// For the filter of exceptions that nobody caught: called while one is there.
+static const void *uncaughtObject()
+{
+    try {
+        throw;
+    } catch (const exc_Raised &raised) {
+        return raised.Object;
+    } catch (...) {
+        return nullptr;
+    }
+}
+
 void exc_raise(const exc_Object *Object)
 {
+    Plat_SetUncaughtObject(uncaughtObject);
     throw exc_Raised{Object};
 }
 

@@ -61,7 +61,8 @@ void Case_Setup::Use(u32 TableCount)
     }
 }
 
-namespace {
+namespace
+{
 
 // A block that ends where its bytes end, so that a sanitizer sees one byte too far.
 struct Block {
@@ -122,8 +123,7 @@ std::string Case_Compare(const Case_Setup &Setup, const Case_Bytes &Source, cons
 {
     const Ref_Result wanted = Ref_Convert(Setup.Reference, Source, Target);
     if (wanted.Code == Engine.Code && wanted.SourceMoved == Engine.SourceMoved &&
-        wanted.TargetMoved == Engine.TargetMoved && wanted.Written == Engine.Written &&
-        wanted.Target == Engine.Target)
+        wanted.TargetMoved == Engine.TargetMoved && wanted.Written == Engine.Written && wanted.Target == Engine.Target)
         return "";
     const IcnvDescriptor &d = Setup.Descriptor;
     char text[512];

@@ -5,7 +5,8 @@
 
 #include "icnv_case.h"
 
-namespace {
+namespace
+{
 
 constexpr u64 seed = 0x1A2B3C4D5E6F7081u;
 const char *const forms[] = {"plain", "avx2", "vbmi"};
@@ -16,11 +17,11 @@ struct Pair {
 
 // A pair for each routine of the Unicode and EUC route, and one for none.
 constexpr Pair pairs[] = {
-    {1, 1, 1, 4}, {3, 1, 1, 4}, {1, 1, 1, 5}, {3, 1, 1, 5}, {3, 1, 3, 6}, {3, 1, 3, 7}, {1, 2, 1, 4}, {3, 2, 1, 4},
-    {1, 3, 1, 5}, {3, 2, 1, 5}, {3, 2, 3, 6}, {1, 4, 1, 1}, {1, 4, 3, 1}, {1, 4, 1, 2}, {1, 4, 3, 2}, {1, 4, 1, 5},
-    {1, 4, 3, 6}, {1, 4, 3, 7}, {1, 5, 1, 1}, {1, 5, 3, 1}, {1, 5, 1, 3}, {1, 5, 3, 2}, {1, 5, 1, 4}, {1, 5, 3, 6},
-    {1, 5, 3, 7}, {3, 6, 3, 1}, {3, 6, 3, 2}, {3, 6, 1, 4}, {3, 6, 1, 5}, {1, 7, 3, 1}, {1, 7, 1, 4}, {1, 7, 1, 5},
-    {3, 6, 3, 6},
+    {1, 1, 1, 4}, {3, 1, 1, 4}, {1, 1, 1, 5}, {3, 1, 1, 5}, {3, 1, 3, 6}, {3, 1, 3, 7}, {1, 2, 1, 4},
+    {3, 2, 1, 4}, {1, 3, 1, 5}, {3, 2, 1, 5}, {3, 2, 3, 6}, {1, 4, 1, 1}, {1, 4, 3, 1}, {1, 4, 1, 2},
+    {1, 4, 3, 2}, {1, 4, 1, 5}, {1, 4, 3, 6}, {1, 4, 3, 7}, {1, 5, 1, 1}, {1, 5, 3, 1}, {1, 5, 1, 3},
+    {1, 5, 3, 2}, {1, 5, 1, 4}, {1, 5, 3, 6}, {1, 5, 3, 7}, {3, 6, 3, 1}, {3, 6, 3, 2}, {3, 6, 1, 4},
+    {3, 6, 1, 5}, {1, 7, 3, 1}, {1, 7, 1, 4}, {1, 7, 1, 5}, {3, 6, 3, 6},
 };
 
 Case_Bytes randomBytes(Case_Random &R, size_t Size)
@@ -62,7 +63,8 @@ Case_Bytes goodTrie(Case_Random &R)
         place[2] = static_cast<u8>(base / 16);
         place[3] = static_cast<u8>(base % 16);
         for (size_t i = 0; i < 256; ++i)
-            place[4 + i] = static_cast<u8>(row == 1 ? static_cast<int>(R.Below(6)) - 2 : static_cast<int>(R.Below(15)) - 8);
+            place[4 + i] =
+                static_cast<u8>(row == 1 ? static_cast<int>(R.Below(6)) - 2 : static_cast<int>(R.Below(15)) - 8);
     }
     return table;
 }
@@ -192,7 +194,10 @@ void appendUcs(Case_Random &R, Case_Bytes &Text)
 {
     const u32 count = R.Below(R.OneIn(3) ? 120 : 20), kind = R.Below(4);
     for (u32 i = 0; i < count; ++i) {
-        const u32 unit = kind == 0 ? R.Below(0x80) : kind == 1 ? R.Below(0x800) : kind == 2 ? R.Below(0x100) : R.Below(0x10000);
+        const u32 unit = kind == 0   ? R.Below(0x80)
+                         : kind == 1 ? R.Below(0x800)
+                         : kind == 2 ? R.Below(0x100)
+                                     : R.Below(0x10000);
         Text.push_back(static_cast<u8>(unit));
         Text.push_back(static_cast<u8>(unit >> 8));
     }
@@ -270,8 +275,10 @@ void runAll(u64 Seed, u32 Setups, u32 Cases, bool Long)
         SupOS_IcnvUseKernels(forms[i % 3]); // where the processor lacks it, plain stays
         Case_Setup setup;
         setRows(r, setup);
-        if (r.OneIn(3)) setByteRoute(r, setup);
-        else setUnicodeRoute(r, setup, pairs[r.Below(sizeof pairs / sizeof pairs[0])]);
+        if (r.OneIn(3))
+            setByteRoute(r, setup);
+        else
+            setUnicodeRoute(r, setup, pairs[r.Below(sizeof pairs / sizeof pairs[0])]);
         const std::string difference = runCases(r, setup, Cases, Long);
         ASSERT_EQ(difference, "") << "setup " << i;
     }
@@ -297,8 +304,10 @@ TEST(IcnvDifferential, EveryLengthAndAlignment)
     for (size_t which = 0; which <= sizeof pairs / sizeof pairs[0]; ++which) {
         Case_Setup setup;
         setRows(r, setup);
-        if (which == sizeof pairs / sizeof pairs[0]) setByteRoute(r, setup);
-        else setUnicodeRoute(r, setup, pairs[which]);
+        if (which == sizeof pairs / sizeof pairs[0])
+            setByteRoute(r, setup);
+        else
+            setUnicodeRoute(r, setup, pairs[which]);
         for (size_t length = 0; length <= 300; ++length) {
             SupOS_IcnvUseKernels(forms[0]);
             SupOS_IcnvUseKernels(forms[length % 3]);
@@ -323,8 +332,10 @@ TEST(IcnvDifferential, EveryCutAndEveryRoom)
     for (size_t which = 0; which < sizeof pairs / sizeof pairs[0] + 12; ++which) {
         Case_Setup setup;
         setRows(r, setup);
-        if (which >= sizeof pairs / sizeof pairs[0]) setByteRoute(r, setup);
-        else setUnicodeRoute(r, setup, pairs[which]);
+        if (which >= sizeof pairs / sizeof pairs[0])
+            setByteRoute(r, setup);
+        else
+            setUnicodeRoute(r, setup, pairs[which]);
         const Case_Bytes text = randomText(r, sourceEncoding(setup), 150);
         for (size_t cut = 0; cut <= text.size(); ++cut) {
             SupOS_IcnvUseKernels(forms[cut % 3]);

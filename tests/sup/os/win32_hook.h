@@ -7,6 +7,7 @@
 //     Hook.ResetEvent = [](handle) { return 0; };
 
 #include "vela_types.h"
+#include "win32_process.h"
 
 struct Hook_Table {
     u32 (*WaitForSingleObject)(handle, u32);
@@ -15,6 +16,10 @@ struct Hook_Table {
     i32 (*ResetEvent)(handle);
     i32 (*WriteFile)(handle, const void *, u32, u32 *, void *);
     handle (*CreateFileA)(const char *, u32, u32, void *, u32, u32, handle);
+    i32 (*CreateProcessA)(const char *, const char *, void *, void *, i32, u32, void *, const char *,
+                          const STARTUPINFOA *, PROCESS_INFORMATION *);
+    i32 (*HeapCheck)(void); // _heapchk
+    i32 (*OpenOsHandle)(handle, i32); // _open_osfhandle
 };
 
 extern Hook_Table Hook; // a null entry passes its calls on

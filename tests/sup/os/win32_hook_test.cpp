@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "crt.h"
 #include "win32_error.h"
 #include "win32_file.h"
 #include "win32_sync.h"
@@ -28,6 +29,9 @@ const Hook_Table &Hook_Real()
         find(&found.ResetEvent, "ResetEvent");
         find(&found.WriteFile, "WriteFile");
         find(&found.CreateFileA, "CreateFileA");
+        find(&found.CreateProcessA, "CreateProcessA");
+        find(&found.HeapCheck, "_heapchk");
+        find(&found.OpenOsHandle, "_open_osfhandle");
         return found;
     }();
     return real;
@@ -66,6 +70,24 @@ handle CreateFileA(const char *Path, u32 Access, u32 Share, void *Attributes, u3
     PASS(CreateFileA, Path, Access, Share, Attributes, Disposition, Flags, Template);
 }
 
+i32 _heapchk(void)
+{
+    PASS(HeapCheck);
+}
+
+i32 CreateProcessA(const char *Application, const char *CommandLine, void *Process, void *Thread, i32 Inherit,
+                   u32 Flags, void *Environment, const char *Directory, const STARTUPINFOA *Startup,
+                   PROCESS_INFORMATION *Information)
+{
+    PASS(CreateProcessA, Application, CommandLine, Process, Thread, Inherit, Flags, Environment, Directory, Startup,
+         Information);
+}
+
+i32 _open_osfhandle(handle File, i32 Flags)
+{
+    PASS(OpenOsHandle, File, Flags);
+}
+
 TEST(Win32Hook, PassesCallsOn)
 {
     const handle event = CreateEventA(nullptr, 1, 1, nullptr);
@@ -80,6 +102,7 @@ TEST(Win32Hook, PassesCallsOn)
     u32 written = 0;
     EXPECT_EQ(WriteFile(device, "abc", 3, &written, nullptr), 1);
     EXPECT_EQ(written, 3u);
+    EXPECT_EQ(_heapchk(), PLAT_HEAP_OK);
     CloseHandle(device);
     CloseHandle(event);
 }

@@ -35,8 +35,8 @@ i32 SupOS_IcnvCode(u32 cd, const char **srcpp, u32 *slenp, char **tgtpp, u32 *tl
     INFTR_ENTRY(INFTR_CLASS_API_ENTRY, "(%#x, %p, %u, %p, %u)", cd, static_cast<const void *>(*srcpp), *slenp,
                 static_cast<void *>(*tgtpp), *tlenp);
 
-    const i32 code = SupOS_SafeIcnvCode(cd, reinterpret_cast<const u8 **>(srcpp), slenp,
-                                        reinterpret_cast<u8 **>(tgtpp), tlenp);
+    const i32 code =
+        SupOS_SafeIcnvCode(cd, reinterpret_cast<const u8 **>(srcpp), slenp, reinterpret_cast<u8 **>(tgtpp), tlenp);
     INFTR_RETURN_CODE(1, code);
 }
 

@@ -14,7 +14,7 @@ static constexpr IcnvReader icnvReaders[] = {
 };
 
 static constexpr IcnvMapper icnvMappers[] = {
-    SupOS_IcnvSame,     SupOS_IcnvOneToTwo, SupOS_IcnvTwoToTwo, SupOS_IcnvTwoToOne,
+    SupOS_IcnvSame,    SupOS_IcnvOneToTwo, SupOS_IcnvTwoToTwo, SupOS_IcnvTwoToOne,
     SupOS_IcnvToEucE4, SupOS_IcnvToEucF4,  SupOS_IcnvToGb,     SupOS_IcnvEucToTwo,
 };
 
@@ -217,8 +217,8 @@ ICNV_STUB(Enc8GBMM)
 // A four-byte GB18030 code counts 12600 for its first byte, 1260, 10 and 1 for the others, from 90 30 81 30 on.
 void GbToSurrogates(const u8 *Source, u8 *Target)
 {
-    const i32 number = (Source[0] - 0x90) * 12600 + (Source[1] - 0x30) * 1260 + (Source[2] - 0x81) * 10 +
-                       (Source[3] - 0x30);
+    const i32 number =
+        (Source[0] - 0x90) * 12600 + (Source[1] - 0x30) * 1260 + (Source[2] - 0x81) * 10 + (Source[3] - 0x30);
     const u32 high = 0xD800u + static_cast<u32>(number >> 10);
     const u32 low = 0xDC00u + (static_cast<u32>(number) & 0x3FF);
     Target[0] = static_cast<u8>(high >> 8);

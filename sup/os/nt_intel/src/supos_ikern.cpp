@@ -43,10 +43,14 @@ bool SupOS_IcnvUseKernels(const char *Name)
 {
     __builtin_cpu_init();
     const IcnvKernels *wanted = nullptr;
-    if (Name == nullptr) wanted = SupOS_IcnvChooseKernels();
-    else if (strcmp(Name, IcnvKernelsPlain.name) == 0) wanted = &IcnvKernelsPlain;
-    else if (strcmp(Name, IcnvKernelsAvx2.name) == 0 && hasAvx2()) wanted = &IcnvKernelsAvx2;
-    else if (strcmp(Name, IcnvKernelsVbmi.name) == 0 && hasVbmi()) wanted = &IcnvKernelsVbmi;
+    if (Name == nullptr)
+        wanted = SupOS_IcnvChooseKernels();
+    else if (strcmp(Name, IcnvKernelsPlain.name) == 0)
+        wanted = &IcnvKernelsPlain;
+    else if (strcmp(Name, IcnvKernelsAvx2.name) == 0 && hasAvx2())
+        wanted = &IcnvKernelsAvx2;
+    else if (strcmp(Name, IcnvKernelsVbmi.name) == 0 && hasVbmi())
+        wanted = &IcnvKernelsVbmi;
     if (wanted == nullptr) return false;
     __atomic_store_n(&IcnvKernelsChosen, wanted, __ATOMIC_RELAXED);
     return true;

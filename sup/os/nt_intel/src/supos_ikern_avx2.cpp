@@ -27,8 +27,7 @@ static inline ICNV_TARGET void store(u8 *Place, __m256i Bytes)
 static inline ICNV_TARGET void loadMap(const u8 *Map, Map256 *Out)
 {
     for (u32 i = 0; i < 16; ++i)
-        Out->piece[i] =
-            _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(Map + 16 * i)));
+        Out->piece[i] = _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i *>(Map + 16 * i)));
 }
 
 static inline ICNV_TARGET __m256i mapped(const Map256 *Map, __m256i Bytes)
@@ -40,8 +39,10 @@ static inline ICNV_TARGET __m256i mapped(const Map256 *Map, __m256i Bytes)
     __m256i four[4];
     for (u32 i = 0; i < 4; ++i) {
         const __m256i *const piece = &Map->piece[4 * i];
-        const __m256i a = _mm256_blendv_epi8(_mm256_shuffle_epi8(piece[0], low), _mm256_shuffle_epi8(piece[1], low), bit4);
-        const __m256i b = _mm256_blendv_epi8(_mm256_shuffle_epi8(piece[2], low), _mm256_shuffle_epi8(piece[3], low), bit4);
+        const __m256i a =
+            _mm256_blendv_epi8(_mm256_shuffle_epi8(piece[0], low), _mm256_shuffle_epi8(piece[1], low), bit4);
+        const __m256i b =
+            _mm256_blendv_epi8(_mm256_shuffle_epi8(piece[2], low), _mm256_shuffle_epi8(piece[3], low), bit4);
         four[i] = _mm256_blendv_epi8(a, b, bit5);
     }
     const __m256i below = _mm256_blendv_epi8(four[0], four[1], bit6);

@@ -70,6 +70,6 @@ static size_t unitsToPairs(const u16 *Source, size_t Count, u8 *Target)
 }
 
 const IcnvKernels IcnvKernelsPlain = {
-    "plain",    mapBytes,     bytesToUnits, bytesToUtf,  utfToUnits, unitsToUtf, utfToBytes,
-    unitsToBytes, pairsToUnits, hostToUnits, unitsToPairs, nullptr,    nullptr,
+    "plain",      mapBytes,     bytesToUnits, bytesToUtf,   utfToUnits, unitsToUtf, utfToBytes,
+    unitsToBytes, pairsToUnits, hostToUnits,  unitsToPairs, nullptr,    nullptr,
 };

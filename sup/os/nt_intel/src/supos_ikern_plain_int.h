@@ -113,8 +113,7 @@ static inline size_t IcnvPlainPairs(const u8 *Source, size_t Length, u16 *Target
     return used;
 }
 
-static inline size_t IcnvPlainHost(const u8 *Source, size_t Length, u16 *Target, size_t Room, u32 *Shift,
-                                   size_t *Units)
+static inline size_t IcnvPlainHost(const u8 *Source, size_t Length, u16 *Target, size_t Room, u32 *Shift, size_t *Units)
 {
     size_t used = 0;
     size_t made = 0;

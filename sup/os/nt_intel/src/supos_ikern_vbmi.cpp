@@ -129,7 +129,8 @@ static ICNV_TARGET void bytesToUnits(const u8 *Source, u8 *Target, size_t Count,
     size_t i = 0;
     if (2 * Count >= ICNV_STREAM_FROM && (reinterpret_cast<uintptr_t>(Target) & 1) == 0) {
         i = (64 - (reinterpret_cast<uintptr_t>(Target) & 63)) / 2 & 31;
-        const Pair512 start = interleave(mapped(&low, _mm512_loadu_si512(Source)), mapped(&high, _mm512_loadu_si512(Source)));
+        const Pair512 start =
+            interleave(mapped(&low, _mm512_loadu_si512(Source)), mapped(&high, _mm512_loadu_si512(Source)));
         storeUpTo(Target, 2 * i, start.half[0]);
         for (; i + 64 <= Count; i += 64) {
             const __m512i bytes = _mm512_loadu_si512(Source + i);
@@ -185,18 +186,17 @@ static ICNV_INLINE u8 *putThreeBytes(u8 *Target, __m256i Units, u32 Valid, u32 W
         const __m512i all = _mm512_ternarylogic_epi32(_mm512_multishift_epi64_epi8(shifts, lanes),
                                                       _mm512_set1_epi32(0x003F3F0F), _mm512_set1_epi32(0x008080E0),
                                                       0xEA); // and, or
-        const __m512i order = _mm512_set_epi8(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 62, 61, 60, 58, 57, 56, 54,
-                                              53, 52, 50, 49, 48, 46, 45, 44, 42, 41, 40, 38, 37, 36, 34, 33, 32, 30, 29,
-                                              28, 26, 25, 24, 22, 21, 20, 18, 17, 16, 14, 13, 12, 10, 9, 8, 6, 5, 4, 2, 1,
-                                              0);
+        const __m512i order =
+            _mm512_set_epi8(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 62, 61, 60, 58, 57, 56, 54, 53, 52, 50, 49,
+                            48, 46, 45, 44, 42, 41, 40, 38, 37, 36, 34, 33, 32, 30, 29, 28, 26, 25, 24, 22, 21, 20, 18,
+                            17, 16, 14, 13, 12, 10, 9, 8, 6, 5, 4, 2, 1, 0);
         return storeNext(Target, 48, _mm512_permutexvar_epi8(order, all), Whole);
     }
     const __m512i parts = _mm512_and_si512(_mm512_multishift_epi64_epi8(shifts, lanes), _mm512_set1_epi32(0x003F3F0F));
     __m512i marks = _mm512_maskz_set1_epi32(static_cast<__mmask16>(Wide), 0x0080C000);
     marks = _mm512_mask_set1_epi32(marks, static_cast<__mmask16>(Wider), 0x008080E0);
     const __m512i narrow = _mm512_slli_epi32(lanes, 16);
-    const __m512i bytes =
-        _mm512_mask_mov_epi32(narrow, static_cast<__mmask16>(Wide), _mm512_or_si512(parts, marks));
+    const __m512i bytes = _mm512_mask_mov_epi32(narrow, static_cast<__mmask16>(Wide), _mm512_or_si512(parts, marks));
     const u64 keep = _pdep_u64(Valid, 0x4444444444444444u) | _pdep_u64(Wide, 0x2222222222222222u) |
                      _pdep_u64(Wider, 0x1111111111111111u);
     const size_t count = static_cast<size_t>(_mm_popcnt_u64(keep));
@@ -283,8 +283,7 @@ static ICNV_TARGET size_t bytesToUtf(const u8 *Source, u8 *Target, size_t Count,
         const size_t count = Count - i < 64 ? Count - i : 64;
         const bool whole = i + 128 <= Count;
         const __m512i bytes = loadUpTo(Source + i, count);
-        const u64 wider =
-            Flat->simple ? 0 : _mm512_movepi8_mask(mapped(&third, bytes)) & bytesUpTo(count);
+        const u64 wider = Flat->simple ? 0 : _mm512_movepi8_mask(mapped(&third, bytes)) & bytesUpTo(count);
         if (wider == 0) {
             out = putBytes(out, mapped(&first, bytes), mapped(&second, bytes), count, whole);
             continue;
@@ -356,9 +355,9 @@ static ICNV_INLINE __m512i unitsOf(__m256i Last, __m256i Middle, __m256i First)
 
 static ICNV_INLINE __m512i numbers(void)
 {
-    return _mm512_set_epi8(63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, 48, 47, 46, 45, 44, 43, 42, 41, 40,
-                           39, 38, 37, 36, 35, 34, 33, 32, 31, 30, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17, 16,
-                           15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+    return _mm512_set_epi8(63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, 48, 47, 46, 45, 44, 43, 42, 41,
+                           40, 39, 38, 37, 36, 35, 34, 33, 32, 31, 30, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18,
+                           17, 16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
 }
 
 static ICNV_INLINE Utf512 decodeUtf(__m512i Bytes, u64 High, size_t Count)
@@ -717,8 +716,9 @@ static ICNV_TARGET size_t pairsToUnits(const u8 *Source, size_t Length, u16 *Tar
         const u64 shifts = Pairs->stopsAtShifts ? eucShiftsIn(bytes) & ~trails & bytesUpTo(count) : 0;
         if (shifts != 0) count = static_cast<size_t>(__builtin_ctzll(shifts));
         const u64 ends = ~leads & bytesUpTo(count);
-        const __m512i before = used != 0 ? _mm512_mask_loadu_epi8(_mm512_setzero_si512(), bytesUpTo(count), Source + used - 1)
-                                         : _mm512_permutexvar_epi8(_mm512_sub_epi8(numbers(), _mm512_set1_epi8(1)), bytes);
+        const __m512i before = used != 0
+                                   ? _mm512_mask_loadu_epi8(_mm512_setzero_si512(), bytesUpTo(count), Source + used - 1)
+                                   : _mm512_permutexvar_epi8(_mm512_sub_epi8(numbers(), _mm512_set1_epi8(1)), bytes);
         made += putPairs(Target + made, bytes, before, trails, ends);
         used += count;
         carry = count != 0 ? leads >> (count - 1) & 1 : carry;

@@ -44,15 +44,19 @@ static u32 lengthOfArray(u32 Count)
 }
 
 // The array with room for one more entry: the one in use, or a longer copy that is not in use yet. Null: no memory.
+// Behind its entries an array has one more, whose data is the array that it took the place of.
 static IcnvTable *roomForOne(const IcnvCatalogue *Catalogue)
 {
     const u32 count = Catalogue->tableCount;
     if (count < lengthOfArray(count)) return Catalogue->tables;
     void *longer = nullptr;
-    const u32 size = lengthOfArray(count + 1) * static_cast<u32>(sizeof(IcnvTable));
+    const u32 length = lengthOfArray(count + 1);
+    const u32 size = (length + 1) * static_cast<u32>(sizeof(IcnvTable));
     if (SupOS_AllocateRE(size, ICNV_TABLES_LABEL, &longer) != ERZ_OK) return nullptr;
-    if (count != 0) memcpy(longer, Catalogue->tables, count * sizeof(IcnvTable));
-    return static_cast<IcnvTable *>(longer);
+    IcnvTable *const tables = static_cast<IcnvTable *>(longer);
+    if (count != 0) memcpy(tables, Catalogue->tables, count * sizeof(IcnvTable));
+    tables[length].data = reinterpret_cast<u8 *>(Catalogue->tables);
+    return tables;
 }
 
 // The whole file at Path into Table. A failure leaves no block behind.

@@ -149,9 +149,7 @@ static IcnvMixedRule ruleOf(const IcnvConv *Conv, u32 Mode, bool Substitutes)
     IcnvMixedRule rule;
     rule.map = Conv->map;
     rule.flat = Conv->flat;
-    rule.doubles = Substitutes          ? ICNV_DOUBLES_ONE
-                   : Conv->dbcs.table   ? ICNV_DOUBLES_TABLE
-                                        : ICNV_DOUBLES_SAME;
+    rule.doubles = Substitutes ? ICNV_DOUBLES_ONE : Conv->dbcs.table ? ICNV_DOUBLES_TABLE : ICNV_DOUBLES_SAME;
     rule.substitute = substituteOf(Mode);
     rule.shifts = (Mode & ICNV_TO_HOST) != 0 && !Substitutes;
     rule.keepsShiftIn = Substitutes;

@@ -6,6 +6,7 @@
 #include "plat_signal.h"
 #include "super_logging.h"
 #include "super_symptoms.h"
+#include "supos_trap_int.h"
 #include "tks_process.h"
 
 constexpr u32 unexpectedSignal = 0x0E872E51; // ERZ058916E
@@ -37,5 +38,7 @@ void SupOS_SigInit(void)
     INFTR_ENTRY(INFTR_CLASS_ENTRY, "(void)");
 
     for (const i32 signal : signals) plat_signal(signal, SupOS_SignalHandler);
+    static constinit u32 librariesLoaded = 0; // a failing process cannot load what its report needs
+    if (__atomic_exchange_n(&librariesLoaded, 1, __ATOMIC_ACQ_REL) == 0) SupOS_LoadDiagnosticLibraries();
     INFTR_RETURN(1);
 }

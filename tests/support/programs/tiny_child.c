@@ -1,0 +1,6 @@
+/* Ends at once: what thousands of starts are made of. */
+
+int main(void)
+{
+    return 0;
+}
