@@ -8,7 +8,9 @@ packages=(
     # the program and the table generator
     libcli11-dev nlohmann-json3-dev libicu-dev
     # tests
-    libgtest-dev libgmock-dev python3 binutils valgrind locales
+    libgtest-dev libgmock-dev python3 binutils valgrind locales procps libdw1
+    # peers that the remote side is tried against
+    python3-impacket samba-common-bin tshark iproute2 util-linux
     # the second compiler, and the checks of format and style
     clang-14 clang-format-14 clang-tidy-14
     # benchmarks
