@@ -19,6 +19,7 @@
 #include "plat_cmdline.h"
 #include "plat_descriptor.h"
 #include "plat_error.h"
+#include "plat_passon.h"
 #include "plat_path.h"
 #include "plat_process.h"
 #include "plat_sys.h"
@@ -221,6 +222,23 @@ static void closeStream(const ChildStream &stream)
         Plat_Sys.Close(stream.Descriptor);
 }
 
+// Closes everything but the streams and what is passed on: a descriptor of the host that is not closed on exec would keep
+// a pipe open for as long as the child lives.
+static int addClosing(posix_spawn_file_actions_t *actions)
+{
+    int passed[PLAT_PASSON_ROOM];
+    const int count = Plat_PassedOn(passed);
+    int from = 3;
+    for (int i = 0; i < count; ++i) {
+        for (; from < passed[i]; ++from) {
+            const int result = posix_spawn_file_actions_addclose(actions, from);
+            if (result != 0) return result;
+        }
+        from = passed[i] + 1;
+    }
+    return posix_spawn_file_actions_addclosefrom_np(actions, from);
+}
+
 static int spawn(const char *program, char **arguments, u32 flags, const ChildStream *streams, pid_t *pid)
 {
     posix_spawn_file_actions_t actions;
@@ -231,6 +249,7 @@ static int spawn(const char *program, char **arguments, u32 flags, const ChildSt
     int result = 0;
     for (int number = 0; number < 3 && streams != nullptr && result == 0; ++number)
         result = posix_spawn_file_actions_adddup2(&actions, streams[number].Descriptor, number);
+    if (result == 0) result = addClosing(&actions);
     if (result == 0) result = Plat_Sys.PosixSpawn(pid, program, &actions, &attributes, arguments, environ);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);

@@ -9,6 +9,7 @@
 
 #include "plat_descriptor.h"
 #include "plat_error.h"
+#include "plat_passon.h"
 #include "plat_sys.h"
 #include "win32_error.h"
 
@@ -124,11 +125,13 @@ u32 plat_accept(u32 Socket, struct sockaddr *Address, socklen_t *Size)
     }
     // A handler program finds its connection by number, so this one descriptor outlives an exec.
     Plat_Sys.FcntlInt(taken, F_SETFD, 0);
+    Plat_PassOn(taken);
     return static_cast<u32>(taken);
 }
 
 i32 closesocket(u32 Socket)
 {
+    Plat_PassOnNoMore(static_cast<int>(Socket));
     return Plat_Sys.Close(static_cast<int>(Socket)) == 0 ? 0 : failSocket();
 }
 

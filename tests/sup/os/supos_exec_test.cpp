@@ -5,6 +5,7 @@
 #include "supos_exec_int.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,7 +21,7 @@
 #include <gtest/gtest.h>
 
 #include "capture.h"
-#include "plat_faults.h"
+#include "plat_sys.h"
 #include "ring_reader.h"
 #include "scratch_root.h"
 #include "super_codes.h"
@@ -88,6 +89,8 @@ struct ExecCase : testing::Test {
     void SetUp() override
     {
         signal(SIGPIPE, SIG_IGN);
+        for (const int mine : openDescriptors()) // what this test program itself was given is no matter of its own
+            if (mine > 2) fcntl(mine, F_SETFD, FD_CLOEXEC);
         Ring_TraceOn("SUPOS=5");
         Root = Scratch_Root();
         std::filesystem::current_path(Root);
@@ -449,7 +452,10 @@ TEST_F(ExecCase, PipesThatCannotBeMade)
     };
     const std::vector<int> before = openDescriptors();
     for (const auto &row : rows) {
-        Plat_Sys.Pipe2 = Fault_With<EMFILE>{};
+        Plat_Sys.Pipe2 = [](int *, int) {
+            errno = EMFILE;
+            return -1;
+        };
         expectLog(failure(testChild, row.Flags, row.Point), std::string("ERZ058406E/") + row.Msn,
                   {row.Operation, row.Object, "4"});
         Plat_Sys.Pipe2 = pipe2;
@@ -569,9 +575,9 @@ TEST_F(ExecCase, Traces)
     EXPECT_EQ(records[0].Text, expected);
     EXPECT_EQ(records[0].Header.Class, 0x80u);
     for (const Ring_Record &record : records) {
-        if (record.Function == "SupOS_Exec_Defaults" && record.Header.Class == 0x80) EXPECT_EQ(record.Text, "(17)");
-        if (record.Function == "SupOS_Wait" && record.Header.Class == 0x80)
-            EXPECT_NE(record.Text.find(", 12, "), std::string::npos);
+        const bool isEntry = record.Header.Class == 0x80;
+        EXPECT_TRUE(!isEntry || record.Function != "SupOS_Exec_Defaults" || record.Text == "(17)");
+        EXPECT_TRUE(!isEntry || record.Function != "SupOS_Wait" || record.Text.find(", 12, ") != std::string::npos);
     }
     EXPECT_EQ(Ring_Count("SupOS_Exec_Defaults"), 2u);
     EXPECT_EQ(Ring_Count("SupOS_Wait"), 2u);
@@ -581,8 +587,6 @@ TEST_F(ExecCase, Traces)
 
 TEST_F(ExecCase, TheCompanion)
 {
-    SupOS_ExecRecord unused = {};
-    (void)unused;
     const std::string log = Capture_Stderr([] { SupOS_StartArt(); });
     expectLog(log, "ERZ058405E/0161", {"velaart.exe", "2"});
     EXPECT_EQ(Ring_LastExitPoint("SupOS_StartArt"), 1u);

@@ -48,6 +48,8 @@ void storeBytes(const char *name, const std::string &bytes)
 
 // An entry with texts, and one with rooms.
 struct entryTexts {
+    entryTexts() = default;
+    entryTexts(const entryTexts &) = delete; // its pointers lead into itself
     char Name[32] = "vela.TESTREG";
     char Texts[6][SUPOS_REGISTRY_VALUE_SIZE] = {"c:\\bin\\server.exe", "-r TESTREG", "vela",
                                                 "velagroup",           "out.log",    "err.log"};
@@ -300,14 +302,14 @@ TEST(SupOS_RegServerEntry, WritesTheOthersOfAFailedValue)
     // the first value cannot be moved into its place, the five others can
     static int renames;
     renames = 0;
-    texts = entryTexts();
-    SupOS_RegDestroyServerEntry(&texts.Entry);
+    entryTexts again;
+    SupOS_RegDestroyServerEntry(&again.Entry);
     Plat_Sys.Rename = [](const char *From, const char *To) {
         if (renames++ != 0) return rename(From, To);
         errno = EIO;
         return -1;
     };
-    EXPECT_EQ(SupOS_RegCreateServerEntry(&texts.Entry), SupOS_RC_SYSTEM);
+    EXPECT_EQ(SupOS_RegCreateServerEntry(&again.Entry), SupOS_RC_SYSTEM);
     EXPECT_EQ(renames, 6);
     EXPECT_EQ(storedValue(SCRATCH_PRODUCT_KEY "\\VELARegions\\vela.TESTREG", "Arguments").c_str(),
               std::string(texts.Entry.Arguments));

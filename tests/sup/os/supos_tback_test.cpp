@@ -87,9 +87,10 @@ TEST(SupOS_DumpMemory, CountsEqualLines)
         const char *Lines; // a letter stands for 32 bytes of it
         const char *Shown; // a digit for a count of lines that were passed over
     } const rows[] = {
-        {"aaa", "aa"}, // the last line is printed, the open count is not
-        {"aab", "a1b"},        {"aaab", "a2b"}, {"abab", "abab"},  {"a", "a"},       {"aa", "aa"},
-        {"aaaabbbc", "a3b2c"}, {"abb", "abb"},  {"aaabb", "a2bb"}, {"abbbb", "abb"},
+        {"aaa", "aa"}, // the last line is printed in any case, and an open count is not
+        {"aab", "ab"}, {"aabc", "a1bc"},     {"aaabc", "a2bc"},       {"abab", "abab"},
+        {"a", "a"},    {"aa", "aa"},         {"abb", "abb"},          {"aaabb", "a2bb"},
+        {"", ""},      {"aaaabbbc", "a3bc"}, {"aaaabbbcd", "a3b2cd"},
     };
     for (const auto &row : rows) {
         std::string bytes;

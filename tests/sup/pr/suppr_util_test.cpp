@@ -1,4 +1,4 @@
-// Cancellation of threads.
+// Cancellation of threads, and the locale that a utility starts with.
 
 #include "suppr_utility.h"
 
@@ -7,10 +7,15 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <clocale>
+#include <cstdlib>
+#include <string>
 
 #include <gtest/gtest.h>
 
+#include "capture.h"
 #include "ring_reader.h"
+#include "scratch_root.h"
 #include "vela_types.h"
 
 TEST(SupTM_tks_SetCancel, SwitchesAndTellsTheStateBefore)
@@ -111,4 +116,78 @@ TEST(SupPR_Cancel, Traces)
         if (!record.Function.ends_with("SetCancel")) continue;
         EXPECT_TRUE(record.Header.Class == 0x40u || record.Header.Class == 0x100u) << record.Header.Class;
     }
+}
+
+namespace
+{
+
+std::string toldBySetUtilLocale(const char *locale, i32 *result)
+{
+    return Capture_Stderr([&] { *result = SupPR_SetUtilLocale(locale); });
+}
+
+} // namespace
+
+TEST(SupPR_SetUtilLocale, SetsALocale)
+{
+    Scratch_MakeRoot();
+    setenv("LANG", "C.UTF-8", 1);
+    i32 result = -1;
+    EXPECT_EQ(toldBySetUtilLocale("C.UTF-8", &result), "");
+    EXPECT_EQ(result, 1);
+    EXPECT_STREQ(setlocale(LC_CTYPE, nullptr), "C.UTF-8");
+    for (const char *environment : {static_cast<const char *>(nullptr), ""}) { // the one of the environment
+        setlocale(LC_ALL, "C");
+        EXPECT_EQ(toldBySetUtilLocale(environment, &result), "");
+        EXPECT_EQ(result, 1);
+        EXPECT_STREQ(setlocale(LC_CTYPE, nullptr), "C.UTF-8");
+    }
+}
+
+TEST(SupPR_SetUtilLocale, TellsThatThereIsNone)
+{
+    Scratch_MakeRoot(); // clears LANG, without which no locale is set
+    i32 result = -1;
+    EXPECT_EQ(toldBySetUtilLocale("En_US", &result),
+              "ERZ056020E/0057: Unable to set locale as 'En_US' Please check if NLSPATH and LANG variable are set\n");
+    EXPECT_EQ(result, 0);
+    for (const char *environment : {static_cast<const char *>(nullptr), ""}) {
+        EXPECT_EQ(toldBySetUtilLocale(environment, &result),
+                  "ERZ056020E/0057: Unable to set locale as 'defined in environment' Please check if NLSPATH and LANG "
+                  "variable are set\n");
+        EXPECT_EQ(result, 0);
+    }
+    setenv("LANG", "C.UTF-8", 1);
+    EXPECT_NE(toldBySetUtilLocale("no-such-locale", &result), "");
+    EXPECT_EQ(result, 0);
+}
+
+TEST(SupPR_SetUtilLocale, ClearsOneValueOfLcMessages)
+{
+    Scratch_MakeRoot();
+    i32 result;
+    setenv("LC_MESSAGES", "C@lft", 1);
+    toldBySetUtilLocale("C.UTF-8", &result);
+    EXPECT_EQ(getenv("LC_MESSAGES"), nullptr);
+    for (const char *other : {"C", "C@lf", "C@lftx", "c@lft", ""}) {
+        setenv("LC_MESSAGES", other, 1);
+        toldBySetUtilLocale("C.UTF-8", &result);
+        EXPECT_STREQ(getenv("LC_MESSAGES"), other);
+    }
+}
+
+TEST(SupPR_SetUtilLocale, Traces)
+{
+    Ring_TraceOn();
+    i32 result;
+    unsetenv("LANG");
+    toldBySetUtilLocale("En_US", &result);
+    EXPECT_EQ(Ring_LastExitPoint("SupPR_SetUtilLocale"), 2u);
+    setenv("LANG", "C.UTF-8", 1);
+    toldBySetUtilLocale("C.UTF-8", &result);
+    EXPECT_EQ(Ring_LastExitPoint("SupPR_SetUtilLocale"), 1u);
+    for (const Ring_Record &record : Ring_Records())
+        if (record.Function == "SupPR_SetUtilLocale" && record.Header.Class < 0x100) {
+            EXPECT_EQ(record.Header.Class, 0x80u);
+        }
 }

@@ -469,7 +469,8 @@ TEST(TerBM_ExamineScreen, AgreesWithAPlainWalkOnEveryPosition)
     for (int round = 0; round < 200; ++round) {
         Ter_Bytes map = Ter_EmptyMap();
         for (int fields = std::rand() % 40; fields > 0; --fields)
-            map[static_cast<size_t>(std::rand() % 4096)] = Ter_Bytes({single, dual, 0x77})[std::rand() % 3];
+            map[static_cast<size_t>(std::rand() % 4096)] =
+                Ter_Bytes({single, dual, 0x77})[static_cast<size_t>(std::rand() % 3)];
         for (u32 at = 0; at < 5000; at += 1 + static_cast<u32>(std::rand() % 7))
             ASSERT_EQ(TerBM_ExamineScreen(map.data(), static_cast<u16>(at)) == 1,
                       Ref_ExamineScreen(&map, static_cast<u16>(at)))
