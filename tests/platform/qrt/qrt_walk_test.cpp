@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstring>
 
-
 #include "qrt_epmap.h"
 #include "qrt_sys.h"
 #include "raw_server.h"

@@ -218,7 +218,7 @@ TEST(UnicodeRoute, ReadsEucByItsRow)
 
 TEST(UnicodeRoute, LeavesNoRoomForAPairWithoutARoutine)
 {
-    Icnv_UseCatalogue("819 819 0 819 1 3 1 ISO8859-1\n954 954 1 2 3 6 1 QMX-eucJP\n970 970 3 4 3 6 3 QMX-eucKR\n");
+    Icnv_UseCatalogue("850 850 0 850 1 2 1 QMX-850\n954 954 1 2 3 6 1 QMX-eucJP\n970 970 3 4 3 6 3 QMX-eucKR\n");
     Scratch_WriteFile(std::string(SupPR_GetNames(SUPPR_NAME_ETC_DIR)) + "/03BA03CA.tbl", "x");
     const Icnv_Answer a = code("QMX-eucKR", "QMX-eucJP", "A", 8);
     EXPECT_EQ(a.Code, -66);

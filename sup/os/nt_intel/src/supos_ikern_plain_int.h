@@ -51,12 +51,12 @@ static inline bool IcnvPlainUtf(const u8 **In, const u8 *End, u16 *Unit)
     }
     if ((lead & 0xE0) == 0xC0) {
         if (left < 2) return false;
-        *Unit = static_cast<u16>((lead & 0x1F) << 6 | (in[1] & 0x3F));
+        *Unit = static_cast<u16>((lead & 0x1F) << 6 | (in[1] & 0x3Fu));
         *In = in + 2;
         return true;
     }
     if ((lead & 0xF0) != 0xE0 || left < 3) return false;
-    *Unit = static_cast<u16>((lead & 0x0F) << 12 | (in[1] & 0x3F) << 6 | (in[2] & 0x3F));
+    *Unit = static_cast<u16>((lead & 0x0F) << 12 | (in[1] & 0x3Fu) << 6 | (in[2] & 0x3Fu));
     *In = in + 3;
     return true;
 }
