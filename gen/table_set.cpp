@@ -239,7 +239,7 @@ TableDraft TableSet_Draft(TableMaker &Maker, const TableJob &Job)
 std::vector<u8> TableSet_ReadFile(const std::string &Path)
 {
     std::ifstream file(Path, std::ios::binary);
-    if (!file) throw GenError(Path + ": cannot be read");
+    if (!file || !std::filesystem::is_regular_file(Path)) throw GenError(Path + ": cannot be read");
     return std::vector<u8>(std::istreambuf_iterator<char>(file), {});
 }
 

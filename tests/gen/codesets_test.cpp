@@ -110,7 +110,8 @@ TEST(CodesetsRead, PartsExist)
 
 TEST(CodesetsRead, NamesTheFileThatIsMissing)
 {
-    EXPECT_NE(problemOf("/nonexistent").find("/nonexistent/codesets.tsv: cannot be opened"), std::string::npos);
+    const std::string folder = dataFolder + "/none";
+    EXPECT_NE(problemOf(folder).find(folder + "/codesets.tsv: cannot be opened"), std::string::npos);
 }
 
 struct Wrong {

@@ -95,7 +95,7 @@ TEST(TableSetWrite, MakesTheFilesOfTheBuildAgain)
 TEST(TableSetWriteOne, SaysWhenAFolderCannotBeWritten)
 {
     const TableDraft draft{TableLayout::S1, {}, 0x3F, 0, false, {}};
-    EXPECT_THROW(TableSet_WriteOne(draft, "/nonexistent/00250352.tbl"), GenError);
+    EXPECT_THROW(TableSet_WriteOne(draft, built + "/ccsid.tbl/00250352.tbl"), GenError);
 }
 
 TEST(TableSetReadFile, SaysWhenAFileIsMissing)

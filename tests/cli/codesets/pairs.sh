@@ -9,7 +9,7 @@ tell 930 933
 tell EUCJP EUCKR
 tell UTF8 UCS2
 tell 37 nowhere
-tell --etc /nonexistent
+tell --etc etc
 mkdir etc
 printf '37 37 0 37 1 1 0 QMX-037\n850 850 0 850 1 2 1 QMX-850\nbad\n##P\n1 1 0E 0E\n' >etc/ccsid.tbl
 tell --etc etc 37 850

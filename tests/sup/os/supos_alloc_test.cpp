@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "failing_malloc.h"
 #include "no_memory.h"
 #include "ring_reader.h"
 
@@ -22,6 +23,23 @@ std::string entryText(const char *Function)
 }
 
 } // namespace
+
+size_t FailingMalloc_Size;
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+extern "C" void *__libc_malloc(size_t Size);
+extern "C" void *__libc_realloc(void *Block, size_t Size);
+
+extern "C" void *malloc(size_t Size)
+{
+    return FailingMalloc_Size != 0 && Size == FailingMalloc_Size ? nullptr : __libc_malloc(Size);
+}
+
+extern "C" void *realloc(void *Block, size_t Size)
+{
+    return FailingMalloc_Size != 0 && Size == FailingMalloc_Size ? nullptr : __libc_realloc(Block, Size);
+}
+#endif
 
 TEST(SupOS_Allocate, GivesABlock)
 {
@@ -142,18 +160,21 @@ TEST(SupOS_AllocateRE, ShowsSizeAndLabelInTheTrace)
     EXPECT_EQ(Ring_LastExitPoint("SupOS_Deallocate"), 1u);
 }
 
-TEST(SupOS_Reallocate, TracesItsFailure)
+TEST(SupOS_Allocate, TracesItsFailure)
 {
     NO_MEMORY_SKIP();
+    constexpr u32 size = 123457;
     Ring_TraceOn();
     void *block = nullptr;
-    SupOS_Allocate(4, &block);
-    EXPECT_EQ(NoMemory_Run([&] {
-                  SupOS_Reallocate(&block, 1 << 20);
-                  void *other = nullptr;
-                  SupOS_Allocate(1 << 20, &other);
-                  return 0;
-              }),
-              0);
-    SupOS_Deallocate(block);
+    FailingMalloc_Size = size;
+    EXPECT_EQ(SupOS_Allocate(size, &block), SupOS_RC_NOMEM);
+    EXPECT_EQ(Ring_LastExitPoint("SupOS_Allocate"), 2u);
+    EXPECT_EQ(SupOS_AllocateRE(size, "ERZ58TST", &block), SupOS_RC_NOMEM);
+    EXPECT_EQ(Ring_LastExitPoint("SupOS_AllocateRE"), 2u);
+    EXPECT_EQ(block, nullptr);
+    EXPECT_EQ(SupOS_Reallocate(&block, size), SupOS_RC_REALLOC);
+    EXPECT_EQ(Ring_LastExitPoint("SupOS_Reallocate"), 2u);
+    EXPECT_EQ(SupOS_ReallocateRE(&block, size), SupOS_RC_REALLOC);
+    EXPECT_EQ(Ring_LastExitPoint("SupOS_ReallocateRE"), 2u);
+    FailingMalloc_Size = 0;
 }
