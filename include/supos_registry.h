@@ -30,14 +30,14 @@ VELA_BEGIN
 /* The entry of one region or server: how it is started, and under which identity. Of a write the pointers carry texts
  * with a terminator; of a read they are the caller's buffers of SUPOS_REGISTRY_VALUE_SIZE bytes each. */
 typedef struct SupOS_ServerEntry {
-    u32 Kind;             /* SUPOS_SERVER_* */
-    char *EntryName;      /* name of the entry's key; a region's is "vela." and the region's name */
+    u32 Kind; /* SUPOS_SERVER_* */
+    char *EntryName; /* name of the entry's key; a region's is "vela." and the region's name */
     char *ExecutablePath; /* program of the server */
-    char *Arguments;      /* its arguments */
-    char *UserId;         /* account it runs under */
-    char *GroupId;        /* group it runs under */
-    char *StdOut;         /* where standard output goes */
-    char *StdErr;         /* where standard error goes */
+    char *Arguments; /* its arguments */
+    char *UserId; /* account it runs under */
+    char *GroupId; /* group it runs under */
+    char *StdOut; /* where standard output goes */
+    char *StdErr; /* where standard error goes */
 } SupOS_ServerEntry;
 
 /* Returned for a Kind above SUPOS_SERVER_LOG. */

@@ -12,8 +12,8 @@ VELA_BEGIN
 
 /* The state of SupOS_Getopt, under the names of POSIX. In a program that also uses the C library's getopt both share
  * these words, so one of the two scanners is used at a time. */
-extern VELA_API i32 optind;   /* index of the next argument to look at, at first 1 */
-extern VELA_API i32 opterr;   /* not 0: a missing argument is told on stderr; at first 1 */
+extern VELA_API i32 optind; /* index of the next argument to look at, at first 1 */
+extern VELA_API i32 opterr; /* not 0: a missing argument is told on stderr; at first 1 */
 extern VELA_API char *optarg; /* argument of the option last returned; NULL where it takes none */
 
 /**
@@ -86,11 +86,11 @@ VELA_API char *SupOS_strtok_r(char *Text, const char *Delimiters, char **Context
 
 /* The answer of SupOS_uname; every field ends with a zero byte. */
 typedef struct SupOS_utsname {
-    char sysname[32];  /* "NT" */
+    char sysname[32]; /* "NT" */
     char nodename[32]; /* name of this computer, in capitals, at most 15 characters */
-    char release[32];  /* minor version of the system, in digits */
-    char version[32];  /* major version of the system, in digits */
-    char machine[32];  /* empty */
+    char release[32]; /* minor version of the system, in digits */
+    char version[32]; /* major version of the system, in digits */
+    char machine[32]; /* empty */
 } SupOS_utsname;
 
 /**

@@ -29,6 +29,7 @@ void Vela_AddMessage(CLI::App &Program);
 void Vela_AddRegions(CLI::App &Program);
 void Vela_AddConvert(CLI::App &Program);
 void Vela_AddCodesets(CLI::App &Program);
+void Vela_AddRelay(CLI::App &Program);
 
 // Adds a command group that shows its help when no command of it is named.
 CLI::App *Vela_AddGroup(CLI::App &Program, const std::string &Name, const std::string &Description);

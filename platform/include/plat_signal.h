@@ -7,9 +7,9 @@
 
 PLAT_BEGIN
 
-#define PLAT_SIGINT 2   /* interrupt */
-#define PLAT_SIGILL 4   /* illegal instruction */
-#define PLAT_SIGFPE 8   /* arithmetic fault */
+#define PLAT_SIGINT 2 /* interrupt */
+#define PLAT_SIGILL 4 /* illegal instruction */
+#define PLAT_SIGFPE 8 /* arithmetic fault */
 #define PLAT_SIGSEGV 11 /* segment violation */
 #define PLAT_SIGTERM 15 /* termination request */
 #define PLAT_SIGABRT 22 /* abort; the system's own number is 6 */

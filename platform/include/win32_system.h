@@ -14,7 +14,7 @@ typedef struct OSVERSIONINFOA {
     u32 dwMajorVersion;
     u32 dwMinorVersion;
     u32 dwBuildNumber;
-    u32 dwPlatformId;      /* 2 */
+    u32 dwPlatformId; /* 2 */
     char szCSDVersion[128]; /* what stands behind the three numbers of the release, cut */
 } OSVERSIONINFOA;
 

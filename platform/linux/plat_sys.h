@@ -9,8 +9,8 @@
 #include <grp.h>
 #include <netdb.h>
 #include <poll.h>
-#include <pwd.h>
 #include <pthread.h>
+#include <pwd.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/socket.h>
@@ -80,8 +80,8 @@ struct Plat_SysTable {
     int (*Getpwuid)(uid_t Id, struct passwd *Row, char *Buffer, size_t Size, struct passwd **Found);
     int (*Getgrnam)(const char *Name, struct group *Row, char *Buffer, size_t Size, struct group **Found);
     int (*Getgroups)(int Room, gid_t *Out);
-    u32 GroupUse;                 // kind of account that a group is reported as: 4, a local group
-    u32 ServerType;               // kind of server that this machine is: 0, none
+    u32 GroupUse; // kind of account that a group is reported as: 4, a local group
+    u32 ServerType; // kind of server that this machine is: 0, none
     const char *DomainController; // controller of every domain, "\\\\NAME"; null: there are none
     // faults: memory that may not be there, libraries that may not be there
     ssize_t (*ProcessVmReadv)(pid_t Pid, const struct iovec *Local, unsigned long LocalCount,

@@ -65,15 +65,19 @@ TEST(Guards, TakesAnOverflowOfTheStack)
     EXPECT_EQ(codeOf([] { Make_StackOverflow(0); }), 0xC00000FDu);
 }
 
-TEST(Guards, TellsWhereItWas){PLAT_TRY{Make_Write(0x4440);
-}
-PLAT_EXCEPT
+TEST(Guards, TellsWhereItWas)
 {
-    EXPECT_EQ(platGuard.Exception.ExceptionInformation[0], 1u);
-    EXPECT_EQ(platGuard.Exception.ExceptionInformation[1], 0x4440u);
-    EXPECT_EQ(platGuard.Context.Eax, 0x4440u);
-}
-PLAT_END
+    PLAT_TRY
+    {
+        Make_Write(0x4440);
+    }
+    PLAT_EXCEPT
+    {
+        EXPECT_EQ(platGuard.Exception.ExceptionInformation[0], 1u);
+        EXPECT_EQ(platGuard.Exception.ExceptionInformation[1], 0x4440u);
+        EXPECT_EQ(platGuard.Context.Eax, 0x4440u);
+    }
+    PLAT_END
 }
 
 static std::vector<int> steps;

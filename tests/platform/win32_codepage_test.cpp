@@ -44,7 +44,11 @@ TEST(MultiByteToWideChar, GoesThereAndBackForEveryCharacter)
                     static_cast<char16_t>(0xDC00 + ((code - 0x10000) & 0x3FF))};
         }
         const std::string bytes = narrow(text);
-        ASSERT_EQ(bytes.size(), code < 0x80 ? 1u : code < 0x800 ? 2u : code < 0x10000 ? 3u : 4u) << static_cast<u32>(code);
+        ASSERT_EQ(bytes.size(), code < 0x80      ? 1u
+                                : code < 0x800   ? 2u
+                                : code < 0x10000 ? 3u
+                                                 : 4u)
+            << static_cast<u32>(code);
         ASSERT_EQ(wide(bytes), text) << static_cast<u32>(code);
     }
 }

@@ -285,6 +285,14 @@ static bool isListed(const RegionList *list, const char *region)
     return false;
 }
 
+// A text in a field of fixed size, zero-filled; a field that is full has no terminator.
+static void fillField(char *field, size_t size, const char *text)
+{
+    const size_t length = strnlen(text, size);
+    memcpy(field, text, length);
+    memset(field + length, 0, size - length);
+}
+
 static void addRegion(RegionList *list, char *annotation)
 {
     const char *description = splitAnnotation(annotation);
@@ -294,8 +302,8 @@ static void addRegion(RegionList *list, char *annotation)
     ++list->Found;
     if (list->Found > list->Room) return;
     SupPR_RegionEntry *entry = &list->Entries[list->Found - 1];
-    strncpy(entry->Name, region, sizeof entry->Name);
-    strncpy(entry->Description, description, sizeof entry->Description);
+    fillField(entry->Name, sizeof entry->Name, region);
+    fillField(entry->Description, sizeof entry->Description, description);
 }
 
 u32 SupPR_ListRegionNames(const char *Hosts, rpc_if_handle_t IfSpec, u16 *Count, SupPR_RegionEntry *Entries, i32 All,

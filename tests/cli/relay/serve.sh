@@ -25,4 +25,4 @@ for _ in {1..200}; do grep -q 'GOLDEN ends$' told && break; sleep 0.1; done
 wait; echo "status $?"
 sed "s/:$port;/:PORT;/" told
 vela relay stop GOLDEN; echo "status $?"
-sed 's/VELATS\[[0-9]*\]/VELATS/; s| ../../.. ..:..:..  *:|:|' events
+sed 's/VELATS\[[0-9]*\]/VELATS/; s|[0-9/]* [0-9:]* (null) *:|TIME (null) :|' events
