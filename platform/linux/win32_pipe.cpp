@@ -202,6 +202,7 @@ static bool openNamed(NamedPipe *pipe, const char *name)
     pipe->Client = -1;
     pipe->Lock = takeLock(pipe->LockPath);
     if (pipe->Lock < 0) return false;
+    setMark(pipe->Lock, markBusy); // until there is a socket to connect to
     pipe->Listener = listenAt(&pipe->Address);
     if (pipe->Listener >= 0) {
         setMark(pipe->Lock, markListening);
@@ -295,7 +296,7 @@ static u32 stateOf(const char *lockPath)
 {
     const int lock = Plat_OpenFile(lockPath, O_RDWR, 0);
     if (lock < 0) return ERROR_FILE_NOT_FOUND;
-    char mark = markListening;
+    char mark = markBusy; // so is one whose owner has not written it yet
     const bool taken = Plat_Sys.Flock(lock, LOCK_SH | LOCK_NB) != 0;
     if (taken) PLAT_RETRY(Plat_Sys.Read(lock, &mark, 1));
     Plat_Sys.Close(lock);
