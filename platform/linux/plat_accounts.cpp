@@ -218,7 +218,7 @@ static u32 addBySystem(const char *Group, const char *User)
 
     siginfo_t ignored = {};
     PLAT_RETRY(Plat_Sys.Waitid(P_PID, static_cast<id_t>(child), &ignored, WEXITED));
-    Plat_Group group;
+    Plat_Group group = {};
     const u32 found = Plat_FindGroup(Group, User, &group);
     if (found != ERROR_SUCCESS) return found;
     return group.HasMember ? ERROR_SUCCESS : ERROR_GEN_FAILURE;

@@ -48,15 +48,17 @@ int Plat_OpenFile(const char *Path, int Flags, mode_t Mode)
 }
 
 // A write that may meet a pipe without reader. The signal of such a write goes to the writing thread, so it is blocked
-// there and taken away again, unless one was already waiting for somebody else.
+// there and taken away again, unless one was already waiting for somebody else; that can only be on a thread that had it
+// blocked before.
 static ssize_t writeWithoutSignal(int Descriptor, const void *Data, size_t Size)
 {
     sigset_t pipeSignal, before, pending;
     sigemptyset(&pipeSignal);
     sigaddset(&pipeSignal, SIGPIPE);
-    sigpending(&pending);
-    const bool wasPending = sigismember(&pending, SIGPIPE) == 1;
     pthread_sigmask(SIG_BLOCK, &pipeSignal, &before);
+    const bool wasBlocked = sigismember(&before, SIGPIPE) == 1;
+    bool wasPending = false;
+    if (wasBlocked && sigpending(&pending) == 0) wasPending = sigismember(&pending, SIGPIPE) == 1;
 
     const ssize_t written = PLAT_RETRY(Plat_Sys.Write(Descriptor, Data, Size));
     const int reason = errno;
@@ -64,7 +66,7 @@ static ssize_t writeWithoutSignal(int Descriptor, const void *Data, size_t Size)
         const struct timespec now = {0, 0};
         PLAT_RETRY(sigtimedwait(&pipeSignal, nullptr, &now));
     }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (!wasBlocked) pthread_sigmask(SIG_SETMASK, &before, nullptr);
     errno = reason;
     return written;
 }

@@ -1,10 +1,15 @@
-// Waiting for several objects: a waiter hangs an entry into the list of each, sleeps on a condition of its own, and takes
-// the entries out again. Whoever sets an object marks the waiters of its list and wakes them.
+// Waiting for several objects: a waiter hangs an entry into the list of each, sleeps on a word of its own, and takes the
+// entries out again. Whoever sets an object marks the waiters of its list under the lock and wakes them behind it, so that
+// they do not run into the lock at once. A waiter may be gone by then: waking needs no more than the word's address, and
+// a wake-up that meets somebody else is one that a sleeper must stand anyway.
 
 #include "plat_waitable.h"
 
+#include <linux/futex.h>
 #include <pthread.h>
+#include <sys/syscall.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -12,8 +17,7 @@
 #include "win32_sync.h"
 
 struct Waiter {
-    pthread_cond_t Condition;
-    bool Woken;
+    u32 Woken; // the word of the sleep; set under the lock
 };
 
 struct Plat_WaitEntry {
@@ -36,15 +40,35 @@ struct timespec Plat_Deadline(u32 Milliseconds)
     return at;
 }
 
+static void wake(u32 *word)
+{
+    syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+}
+
+// Sleeps while the word is 0. False when the time is over.
+static bool sleepOn(u32 *word, const struct timespec *until)
+{
+    const long result = syscall(SYS_futex, word, FUTEX_WAIT_BITSET_PRIVATE, 0, until, nullptr, FUTEX_BITSET_MATCH_ANY);
+    return result == 0 || errno != ETIMEDOUT;
+}
+
 void Plat_WaitableSet(Plat_Waitable *Object)
 {
+    constexpr u32 room = 16;
+    u32 *words[room];
+    u32 count = 0;
     pthread_mutex_lock(&waitLock);
     Object->Set = true;
     for (Plat_WaitEntry *entry = Object->Waiters; entry != nullptr; entry = entry->Next) {
-        entry->Owner->Woken = true;
-        pthread_cond_signal(&entry->Owner->Condition);
+        u32 *const word = &entry->Owner->Woken;
+        if (__atomic_exchange_n(word, 1, __ATOMIC_RELEASE) != 0) continue;
+        if (count < room)
+            words[count++] = word;
+        else
+            wake(word);
     }
     pthread_mutex_unlock(&waitLock);
+    for (u32 i = 0; i < count; ++i) wake(words[i]);
 }
 
 void Plat_WaitableReset(Plat_Waitable *Object)
@@ -69,21 +93,10 @@ static void unhook(Plat_Waitable *object, Plat_WaitEntry *entry)
     *link = entry->Next;
 }
 
-static void initialise(Waiter *waiter)
-{
-    pthread_condattr_t attributes;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-    pthread_cond_init(&waiter->Condition, &attributes);
-    pthread_condattr_destroy(&attributes);
-    waiter->Woken = false;
-}
-
-// Sleeps until one of the objects is set or the time is over. The lock is held.
+// Sleeps until one of the objects is set or the time is over. The lock is held, but not while it sleeps.
 static i32 sleepFor(Plat_Waitable **objects, u32 count, u32 milliseconds)
 {
-    Waiter waiter;
-    initialise(&waiter);
+    Waiter waiter = {};
     Plat_WaitEntry entries[MAXIMUM_WAIT_OBJECTS];
     for (u32 i = 0; i < count; ++i) {
         entries[i] = {&waiter, objects[i]->Waiters};
@@ -91,18 +104,18 @@ static i32 sleepFor(Plat_Waitable **objects, u32 count, u32 milliseconds)
     }
 
     const struct timespec until = Plat_Deadline(milliseconds == PLAT_INFINITE ? 0 : milliseconds);
+    const struct timespec *const limit = milliseconds == PLAT_INFINITE ? nullptr : &until;
     i32 found = -1;
-    int result = 0;
-    while (found < 0 && result != ETIMEDOUT) {
-        waiter.Woken = false;
-        while (!waiter.Woken && result != ETIMEDOUT)
-            result = milliseconds == PLAT_INFINITE ? pthread_cond_wait(&waiter.Condition, &waitLock)
-                                                   : pthread_cond_timedwait(&waiter.Condition, &waitLock, &until);
+    bool inTime = true;
+    while (found < 0 && inTime) {
+        __atomic_store_n(&waiter.Woken, 0, __ATOMIC_RELAXED);
+        pthread_mutex_unlock(&waitLock);
+        while (inTime && __atomic_load_n(&waiter.Woken, __ATOMIC_ACQUIRE) == 0) inTime = sleepOn(&waiter.Woken, limit);
+        pthread_mutex_lock(&waitLock);
         found = lowestSet(objects, count); // an object may be reset again before we come to look
     }
 
     for (u32 i = 0; i < count; ++i) unhook(objects[i], &entries[i]);
-    pthread_cond_destroy(&waiter.Condition);
     return found;
 }
 
