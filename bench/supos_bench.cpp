@@ -91,28 +91,37 @@ void startOurs(u32 flags)
     CloseHandle(result.ProcessHandle);
 }
 
-void startPeer()
+void startPeer(short flags)
 {
     char program[] = "/bin/true";
     char *arguments[] = {program, nullptr};
+    posix_spawnattr_t attributes;
     pid_t child = 0;
     int status = 1;
-    require(posix_spawn(&child, program, nullptr, nullptr, arguments, environ) == 0, "posix_spawn");
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, flags);
+    require(posix_spawn(&child, program, nullptr, &attributes, arguments, environ) == 0, "posix_spawn");
+    posix_spawnattr_destroy(&attributes);
     require(waitpid(child, &status, 0) == child && status == 0, "waitpid");
 }
 
 void benchProcesses()
 {
+    constexpr int rounds = 25, times = 20;
+    const auto attached = [] { startOurs(SUPOS_EXEC_DEFAULTS); };
+    const auto plain = [] { startPeer(0); };
+    const auto session = [] { startPeer(POSIX_SPAWN_SETSID); };
+    compare("start and wait", "posix_spawn, waitpid", 1.1, rounds, times, attached, plain);
     compare(
-        "start and wait", "posix_spawn, waitpid", 1.1, 25, 20, [] { startOurs(0); }, startPeer);
+        "start detached and wait", "the same, with a session", 1.1, rounds, times, [] { startOurs(0); }, session);
     compare(
-        "the same, three null devices", "posix_spawn, waitpid", 1.1, 25, 20, [] { startOurs(0x111); }, startPeer);
+        "the same, three null devices", "without devices", 1.1, rounds, times, [] { startOurs(0x111); }, session);
+
     constexpr size_t resident = 256u << 20;
     void *const block = mmap(nullptr, resident, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     require(block != MAP_FAILED, "mmap");
     memset(block, 1, resident);
-    compare(
-        "start and wait, 256 MiB resident", "posix_spawn, waitpid", 1.1, 25, 20, [] { startOurs(0); }, startPeer);
+    compare("start and wait, 256 MiB resident", "posix_spawn, waitpid", 1.1, rounds, times, attached, plain);
     munmap(block, resident);
 }
 

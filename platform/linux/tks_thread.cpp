@@ -22,7 +22,8 @@ struct __attribute__((may_alias)) MutexBody {
 };
 
 static_assert(sizeof(tks_Mutex) == 48);
-static_assert(sizeof(MutexBody) <= sizeof(tks_Mutex) && alignof(MutexBody) <= alignof(tks_Mutex));
+static_assert(sizeof(MutexBody) <= sizeof(tks_Mutex));
+static_assert(alignof(MutexBody) <= 8); // what a tks_Mutex has
 
 static MutexBody *bodyOf(tks_Mutex *Mutex)
 {

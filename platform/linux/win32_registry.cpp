@@ -235,7 +235,7 @@ i32 RegCreateKeyExA(HKEY Parent, const char *SubKey, u32 Reserved, const char *,
     i32 result = Plat_KeyAcquire(Parent, 0, &hive, &parent);
     if (result != ERROR_SUCCESS) return result;
 
-    int lock;
+    int lock = -1;
     u32 disposition = dispositionOpened;
     result = Plat_KeyLock(true, &lock);
     if (result == ERROR_SUCCESS) {
@@ -308,7 +308,7 @@ i32 RegDeleteKeyA(HKEY Parent, const char *SubKey)
     i32 result = Plat_KeyAcquire(Parent, 0, &hive, &parent); // read access of the parent is enough
     if (result != ERROR_SUCCESS) return result;
 
-    int lock;
+    int lock = -1;
     result = Plat_KeyLock(false, &lock);
     if (result == ERROR_SUCCESS) {
         result = deleteLocked(parent, SubKey);

@@ -73,18 +73,17 @@ __attribute__((noinline)) u64 hereInside()
 
 } // namespace
 
-extern "C" __attribute__((noinline)) std::vector<u64> symbolTestInner(CONTEXT *Context)
+// C names, so that a frame's name is the whole of it.
+extern "C" __attribute__((noinline)) void symbolTestInner(std::vector<u64> *Frames)
 {
-    std::vector<u64> frames = walk(Context);
+    *Frames = walk(nullptr);
     asm volatile("");
-    return frames;
 }
 
-extern "C" __attribute__((noinline)) std::vector<u64> symbolTestOuter(CONTEXT *Context)
+extern "C" __attribute__((noinline)) void symbolTestOuter(std::vector<u64> *Frames)
 {
-    std::vector<u64> frames = symbolTestInner(Context);
+    symbolTestInner(Frames);
     asm volatile("");
-    return frames;
 }
 
 TEST(LoadLibraryA, KnowsTwoLibraries)
@@ -284,7 +283,8 @@ TEST_F(Symbols, DescribesAModule)
 
 TEST_F(Symbols, WalksThePresentStack)
 {
-    const std::vector<u64> frames = symbolTestOuter(nullptr);
+    std::vector<u64> frames;
+    symbolTestOuter(&frames);
     ASSERT_GT(frames.size(), 4u);
     size_t inner = 0;
     while (inner < frames.size() && nameAt(frames[inner]) != "symbolTestInner") ++inner;

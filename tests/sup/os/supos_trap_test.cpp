@@ -18,7 +18,6 @@
 
 #include "crash_support.h"
 #include "fault_makers.h"
-#include "plat_exception.h"
 #include "plat_sys.h"
 #include "qrt_exceptions.h"
 #include "ring_reader.h"
@@ -250,15 +249,25 @@ TEST(Report, TellsEachKindOfFault)
 
 TEST(Report, TellsAnExceptionObjectThatNobodyCaught)
 {
-    static const u32 object[2] = {1, 77};
-    Plat_SetUncaughtObject([]() -> const void * { return object; });
+    const Crash_Result result = Crash_RunLoaded([]() noexcept { exc_raise(&pthread_badparam_e); });
+    expectEnd(result, SIGABRT);
+    Crash_ExpectInOrder(result.Report,
+                        {"\n\nException UNKNOWN 0xe0646365 at 0x", "\n*********************** End of TraceBack"});
+    if (symbolsAreThere()) Crash_ExpectInOrder(result.Report, {"Symbol Name:  exc_raise \n", "Symbol Name:  main \n"});
+
+    const Crash_Result cancelled = Crash_RunLoaded([]() noexcept { exc_raise(&pthread_cancel_e); });
+    expectEnd(cancelled, SIGABRT);
+    EXPECT_EQ(cancelled.Report, "");
+}
+
+TEST(Report, TellsAnyOtherExceptionThatNobodyCaught)
+{
     const Crash_Result result = Crash_RunLoaded([]() noexcept {
         const volatile bool always = true;
         if (always) [] { throw std::runtime_error("nobody"); }();
     });
     expectEnd(result, SIGABRT);
-    Crash_ExpectInOrder(result.Report,
-                        {"\n\nException UNKNOWN 0xe0646365 at 0x", "\n*********************** End of TraceBack"});
+    EXPECT_NE(result.Report.find("\n\nException UNKNOWN 0xe06d7363 at 0x"), std::string::npos);
 }
 
 TEST(Report, DoesWithoutTheLibraries)
