@@ -6,6 +6,7 @@
 // A record costs one reading of the clock, one of the counter, and a copy under RingLock. The time zone is looked up
 // once an hour, which shows the daylight switch soon enough and keeps _tzset away from the records.
 
+#include <cerrno>
 #include <cstring>
 
 #include "crt.h"
@@ -75,6 +76,7 @@ static void padData(TraceRecord *Record)
 
 void InfTR_SysTrcgen(TraceRecord *Record)
 {
+    const int callersErrno = errno; // a traced function may have set it for its own caller
     InfTR_TraceHeader *const header = &Record->TraceHeader;
     const u32 recordClass = header->Class; // a message on the way to a sink may use the record for itself
     if (recordClass == INFTR_CLASS_ENTRY || recordClass == INFTR_CLASS_API_ENTRY) ++header->Depth;
@@ -90,6 +92,7 @@ void InfTR_SysTrcgen(TraceRecord *Record)
     const bool leaves = recordClass == INFTR_CLASS_ERROR_EXIT || recordClass == INFTR_CLASS_TYPED_EXIT ||
                         recordClass == INFTR_CLASS_VOID_EXIT;
     if (leaves && header->Depth > 0) --header->Depth;
+    errno = callersErrno;
 }
 
 void InfTR_WriteTraceToBuffer(TraceRecord *Record)
