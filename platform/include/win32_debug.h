@@ -171,7 +171,8 @@ typedef struct IMAGEHLP_MODULE {
     char LoadedImageName[256];
 } IMAGEHLP_MODULE;
 
-/* 1, or 0 with error 487 where nothing is known of the address. Displacement receives the bytes behind the symbol. */
+/* 1, or 0 with error 487 where nothing is known of the address. Displacement receives the bytes behind the symbol. A return
+ * address of this thread's last StackWalk stands for the call in front of it. */
 PLAT_API i32 SymGetSymFromAddr(handle Process, u64 Address, u64 *Displacement, IMAGEHLP_SYMBOL *Symbol);
 PLAT_API i32 SymGetLineFromAddr(handle Process, u64 Address, u32 *Displacement, IMAGEHLP_LINE *Line);
 PLAT_API i32 SymGetModuleInfo(handle Process, u64 Address, IMAGEHLP_MODULE *Module);

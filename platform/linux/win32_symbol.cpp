@@ -126,6 +126,15 @@ static Dwfl_Module *moduleOf(u64 address)
     return module;
 }
 
+// Where an address is looked up. A return address of the last walk belongs to the call in front of it: behind a call
+// that does not return stands another line, or another function.
+static u64 placeOf(u64 address)
+{
+    for (u32 i = 1; i < session->FrameCount; ++i)
+        if (session->Frames[i].Pc == address) return address - 1;
+    return address;
+}
+
 // ---- names ----
 
 u32 UnDecorateSymbolName(const char *Name, char *Out, u32 Size, u32)
@@ -144,8 +153,10 @@ i32 SymGetSymFromAddr(handle, u64 Address, u64 *Displacement, IMAGEHLP_SYMBOL *S
     if (module == nullptr) return 0;
     u64 offset = 0;
     Elf64_Sym row = {};
-    const char *const name = Plat_Dwfl()->module_addrinfo(module, Address, &offset, &row, nullptr, nullptr, nullptr);
+    const u64 place = placeOf(Address);
+    const char *const name = Plat_Dwfl()->module_addrinfo(module, place, &offset, &row, nullptr, nullptr, nullptr);
     if (name == nullptr) return fail(ERROR_INVALID_ADDRESS);
+    offset += Address - place;
     if (Displacement != nullptr) *Displacement = offset;
     Symbol->Address = Address - offset;
     Symbol->Size = static_cast<u32>(row.st_size);
@@ -163,7 +174,7 @@ i32 SymGetLineFromAddr(handle, u64 Address, u32 *Displacement, IMAGEHLP_LINE *Li
     Dwfl_Module *const module = moduleOf(Address);
     if (module == nullptr) return 0;
     const Plat_DwflCalls *const dwfl = Plat_Dwfl();
-    Dwfl_Line *const found = dwfl->module_getsrc(module, Address);
+    Dwfl_Line *const found = dwfl->module_getsrc(module, placeOf(Address));
     u64 start = 0;
     int number = 0;
     const char *const file =

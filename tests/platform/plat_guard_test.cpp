@@ -146,12 +146,14 @@ TEST(Guards, AFaultOutsideEndsTheProcess)
 {
     EXPECT_EXIT(
         {
+            Make_PlainFaults();
             codeOf([] {});
             Make_Write(0);
         },
         testing::KilledBySignal(SIGSEGV), "");
     EXPECT_EXIT(
         {
+            Make_PlainFaults();
             codeOf([] {});
             Make_Breakpoint();
         },

@@ -52,6 +52,7 @@ u32 remember(EXCEPTION_POINTERS *pointers)
 struct Exceptions : testing::Test {
     void SetUp() override
     {
+        Make_PlainFaults();
         void *const shared = mmap(nullptr, sizeof(Seen), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
         ASSERT_NE(shared, MAP_FAILED);
         seen = static_cast<Seen *>(shared);

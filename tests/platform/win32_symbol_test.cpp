@@ -338,6 +338,7 @@ TEST(StackWalk, BeginsAtTheFaultInAFilter)
     if (!symbolsAreThere()) GTEST_SKIP() << "libdw.so.1 is not installed";
     EXPECT_EXIT(
         {
+            Make_PlainFaults();
             SetUnhandledExceptionFilter([](EXCEPTION_POINTERS *pointers) -> u32 {
                 SymInitialize(process, "", 1);
                 std::string text;

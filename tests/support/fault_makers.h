@@ -3,9 +3,18 @@
 
 // Real faults of this machine, in instructions of their own: no sanitizer has checked them before the machine does.
 
+#include <signal.h>
+
 #include <cstdint>
 
 #include "vela_types.h"
+
+// Gives faults back to the system where a sanitizer has handlers of its own, which would come behind ours. Before the first
+// guard or filter.
+[[maybe_unused]] static void Make_PlainFaults()
+{
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP}) signal(fault, SIG_DFL);
+}
 
 [[maybe_unused]] static __attribute__((noinline)) void Make_Write(uintptr_t Address)
 {

@@ -8,6 +8,8 @@
 //     EXPECT_EQ(Ring_LastExitPoint("SupOS_PipePeek"), 5u);
 
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "inftr.h"
@@ -41,6 +43,16 @@ size_t Ring_Count(const char *Function);
 
 // Empties the ring.
 void Ring_Clear();
+
+// A thread that leaves no trace data behind: it ends with InfTR_ThreadExit.
+template <class Call>
+std::thread Ring_Thread(Call call)
+{
+    return std::thread([call = std::move(call)]() mutable {
+        call();
+        InfTR_ThreadExit(INFTR_COMPONENT_SUPOS, "Ring_Thread", 1);
+    });
+}
 
 // Records of a ring image: its header and data, as in a dump file.
 std::vector<Ring_Record> Ring_RecordsOfImage(const void *Image, size_t Size);

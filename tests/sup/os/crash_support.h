@@ -13,8 +13,16 @@
 
 #include <gtest/gtest.h>
 
+#include "fault_makers.h"
 #include "scratch_root.h"
 #include "supos_trap_int.h"
+
+// How long a whole failing child may take, its report included.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr i64 Crash_Limit = 20000;
+#else
+constexpr i64 Crash_Limit = 1000;
+#endif
 
 struct Crash_Result {
     int Status; // as waitpid gives it
@@ -49,6 +57,7 @@ Crash_Result Crash_Run(Call &&call)
     if (child == 0) {
         if (freopen(errors.c_str(), "w", stderr) == nullptr || dup2(fileno(stderr), 2) != 2) _exit(120);
         setvbuf(stderr, nullptr, _IONBF, 0);
+        Make_PlainFaults();
         SetUnhandledExceptionFilter(SupOS_ExceptionHandler);
         call();
         _exit(0);

@@ -134,7 +134,7 @@ struct RelayCase : testing::Test {
 
     void start(std::vector<const char *> words, const std::string &program = testChild)
     {
-        Relay = std::thread([this, program, words] { Result = serve(program, words); });
+        Relay = Ring_Thread([this, program, words] { Result = serve(program, words); });
         for (int tries = 0; tries < 5000 && !WaitNamedPipeA(relayPipe, 1) && Result == 0xFFFFFFFFu; ++tries) Sleep(1);
     }
 
@@ -371,7 +371,8 @@ TEST_F(RelayCase, ALongName)
 {
     const std::string name(900, 'n');
     const std::string path = "\\\\.\\pipe\\velateldi" + name;
-    std::thread relay([&] { SupOS_Inetd(testChild.c_str(), static_cast<u32>(Listener), name.c_str(), 0, nullptr); });
+    std::thread relay =
+        Ring_Thread([&] { SupOS_Inetd(testChild.c_str(), static_cast<u32>(Listener), name.c_str(), 0, nullptr); });
     while (!WaitNamedPipeA(path.c_str(), 1)) Sleep(1);
     CloseHandle(CreateFileA(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     while (Ring_LastExitPoint("SupOS_InetdConnect") != 1) Sleep(1);

@@ -310,7 +310,7 @@ TEST_F(PipeCase, ReadTakesNoLock)
 TEST_F(PipeCase, ReadBlocksWhileThePipeIsEmpty)
 {
     std::atomic<bool> written = false;
-    std::thread writer([&] {
+    std::thread writer = Ring_Thread([&] {
         Sleep(30);
         written = true;
         write(&First, "x");
@@ -387,7 +387,7 @@ TEST_F(PipeCase, PeekKeepsAnAbandonedLock)
     EXPECT_EQ(SupOS_PipePeek(&First, 0), 3);
     EXPECT_EQ(Ring_LastExitPoint("SupOS_PipePeek"), 3u);
     i32 other = 0;
-    std::thread([&] { other = SupOS_PipePeek(&First, 0); }).join();
+    Ring_Thread([&] { other = SupOS_PipePeek(&First, 0); }).join();
     EXPECT_EQ(other, 0);
     EXPECT_EQ(ReleaseMutex(First.Lock), 1);
 }
@@ -489,7 +489,7 @@ TEST_F(PipeCase, DataAtTheCallNeedsNoEvent)
 
 TEST_F(PipeCase, WaitsForTheFirst)
 {
-    std::thread writer([&] {
+    std::thread writer = Ring_Thread([&] {
         Sleep(30);
         write(&First, "x");
     });
@@ -503,7 +503,7 @@ TEST_F(PipeCase, WaitsForTheFirst)
 TEST_F(PipeCase, WaitsForEither)
 {
     for (const bool second : {false, true}) {
-        std::thread writer([&] {
+        std::thread writer = Ring_Thread([&] {
             Sleep(30);
             write(second ? &Second : &First, "x");
         });
@@ -635,7 +635,7 @@ TEST_F(PipeCase, AFullPipeKeepsItsLock)
 {
     const std::vector<char> large(200000, 'a');
     i32 written = 0;
-    std::thread writer([&] { written = SupOS_PipeWrite(&First, large.data(), 200000); });
+    std::thread writer = Ring_Thread([&] { written = SupOS_PipeWrite(&First, large.data(), 200000); });
     while (waiting(First) < 65536) Sleep(1);
     EXPECT_EQ(SupOS_PipePeek(&First, 20), 0);
     EXPECT_EQ(wait(false, 1), 0);
