@@ -25,7 +25,7 @@ includedir=\${prefix}/@CMAKE_INSTALL_INCLUDEDIR@/velaco
 Name: velaco
 Description: Common runtime library of a region's processes
 Version: @PROJECT_VERSION@
-Libs: -L\${libdir} -lvelaco -lsorrel
+Libs: -L\${libdir} -lvelaco -lqrt -lsorrel
 Cflags: -I\${includedir}
 ")
 install(FILES ${CMAKE_BINARY_DIR}/velaco.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -114,8 +114,8 @@ typedef struct InfTR_TraceFile {
     i32 Position;
     struct InfTR_TraceFile *Next; /* in ThreadFileList, guarded by ThreadFileLock */
     i32 LastError; /* errno of the call that failed */
-    i32 Offset; /* where the next write lands; spares an lseek for each record */
     char Name[INFTR_FILENAME_SIZE];
+    i32 Offset; /* where the next write lands; spares an lseek for each record */
 } TraceFile;
 
 /* The process cache: one block per process, the ring at its end. Never freed. */

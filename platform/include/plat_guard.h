@@ -28,7 +28,7 @@ PLAT_BEGIN
 
 typedef struct Plat_Guard {
     struct Plat_Guard *Outer;
-    sigjmp_buf Place;
+    jmp_buf Place; /* without the signal mask */
     EXCEPTION_RECORD Exception; /* what happened; for the PLAT_EXCEPT part */
     CONTEXT Context;
 } Plat_Guard;
@@ -41,7 +41,7 @@ PLAT_API void Plat_GuardLeave(Plat_Guard *Guard);
     {                                                                                                                  \
         Plat_Guard platGuard;                                                                                          \
         Plat_GuardEnter(&platGuard);                                                                                   \
-        if (sigsetjmp(platGuard.Place, 0) == 0) {
+        if (setjmp(platGuard.Place) == 0) {
 #define PLAT_EXCEPT                                                                                                    \
     Plat_GuardLeave(&platGuard);                                                                                       \
     }                                                                                                                  \

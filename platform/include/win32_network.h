@@ -39,7 +39,8 @@ PLAT_API u32 NetGetDCName(const plat_char16 *Server, const plat_char16 *Domain, 
 PLAT_API u32 NetServerGetInfo(const plat_char16 *Server, u32 Level, u8 **Info);
 
 /* A user; Server NULL, Level 1. NERR_UserNotFound, or 1723 when the accounts cannot be read now. A path that does not
- * fit: ERROR_INSUFFICIENT_BUFFER. Accounts as in LookupAccountNameA. */
+ * fit: ERROR_INSUFFICIENT_BUFFER. Accounts as in LookupAccountNameA. No memory for a thread's first answer, of any of
+ * these three calls: ERROR_NOT_ENOUGH_MEMORY. */
 PLAT_API u32 NetUserGetInfo(const plat_char16 *Server, const plat_char16 *User, u32 Level, u8 **Info);
 
 PLAT_API u32 NetApiBufferFree(void *Block);

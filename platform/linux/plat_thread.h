@@ -8,6 +8,7 @@
 enum Plat_InnerSlot : u32 {
     PLAT_INNER_CATALOG_TEXT, // text buffer of tks_catgets
     PLAT_INNER_SIGNAL_STACK, // alternate stack of plat_signal.cpp
+    PLAT_INNER_NETWORK, // answers of win32_network.cpp
     PLAT_INNER_SLOTS
 };
 

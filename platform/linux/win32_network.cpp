@@ -2,17 +2,34 @@
 
 #include "win32_network.h"
 
+#include <cstdlib>
 #include <cstring>
 
 #include "plat_accounts.h"
 #include "plat_security.h"
 #include "plat_sys.h"
+#include "plat_thread.h"
 #include "win32_error.h"
 
-// What a call hands out, until the thread's next call.
-static thread_local USER_INFO_1 userInfo;
-static thread_local SERVER_INFO_101 serverInfo;
-static thread_local plat_char16 controllerName[PLAT_NETWORK_NAME_SIZE];
+// What a call hands out, until the thread's next call. It lives on the heap: thread-local variables of this library
+// take from the little room that a process keeps for libraries which it loads when it runs already.
+struct Answers {
+    USER_INFO_1 User;
+    SERVER_INFO_101 Server;
+    plat_char16 Controller[PLAT_NETWORK_NAME_SIZE];
+};
+
+// The thread's own; NULL without memory.
+static Answers *answersOfThread()
+{
+    auto *answers = static_cast<Answers *>(Plat_ThreadGetInner(PLAT_INNER_NETWORK));
+    if (answers != nullptr) return answers;
+    answers = static_cast<Answers *>(Plat_Sys.Malloc(sizeof(Answers)));
+    if (answers == nullptr) return nullptr;
+    memset(answers, 0, sizeof *answers);
+    Plat_ThreadSetInner(PLAT_INNER_NETWORK, answers, free);
+    return answers;
+}
 
 // A name from UTF-16; empty, and so no account's, when it does not fit.
 static void narrow(const plat_char16 *Name, char (&Out)[Plat_AccountNameSize])
@@ -23,17 +40,22 @@ static void narrow(const plat_char16 *Name, char (&Out)[Plat_AccountNameSize])
 u32 NetGetDCName(const plat_char16 *, const plat_char16 *, u8 **Name)
 {
     if (Plat_Sys.DomainController == nullptr) return NERR_DCNotFound;
-    if (MultiByteToWideChar(CP_UTF8, 0, Plat_Sys.DomainController, -1, controllerName, PLAT_NETWORK_NAME_SIZE) == 0)
+    Answers *const answers = answersOfThread();
+    if (answers == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
+    if (MultiByteToWideChar(CP_UTF8, 0, Plat_Sys.DomainController, -1, answers->Controller, PLAT_NETWORK_NAME_SIZE) ==
+        0)
         return GetLastError();
-    *Name = reinterpret_cast<u8 *>(controllerName);
+    *Name = reinterpret_cast<u8 *>(answers->Controller);
     return NERR_Success;
 }
 
 u32 NetServerGetInfo(const plat_char16 *Server, u32 Level, u8 **Info)
 {
     if (Server != nullptr || Level != 101) return ERROR_INVALID_PARAMETER;
-    serverInfo.sv101_type = Plat_Sys.ServerType;
-    *Info = reinterpret_cast<u8 *>(&serverInfo);
+    Answers *const answers = answersOfThread();
+    if (answers == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
+    answers->Server.sv101_type = Plat_Sys.ServerType;
+    *Info = reinterpret_cast<u8 *>(&answers->Server);
     return NERR_Success;
 }
 
@@ -47,11 +69,14 @@ u32 NetUserGetInfo(const plat_char16 *Server, const plat_char16 *User, u32 Level
     const u32 error = Plat_FindUser(name, &user);
     if (error != ERROR_SUCCESS) return error == ERROR_NONE_MAPPED ? NERR_UserNotFound : error;
 
-    if (MultiByteToWideChar(CP_UTF8, 0, user.Name, -1, userInfo.usri1_name, PLAT_NETWORK_NAME_SIZE) == 0)
-        userInfo.usri1_name[PLAT_NETWORK_NAME_SIZE - 1] = 0;
-    if (MultiByteToWideChar(CP_UTF8, 0, user.Home, -1, userInfo.usri1_home_dir, PLAT_NETWORK_PATH_SIZE) == 0)
+    Answers *const answers = answersOfThread();
+    if (answers == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
+    USER_INFO_1 *const info = &answers->User;
+    if (MultiByteToWideChar(CP_UTF8, 0, user.Name, -1, info->usri1_name, PLAT_NETWORK_NAME_SIZE) == 0)
+        info->usri1_name[PLAT_NETWORK_NAME_SIZE - 1] = 0;
+    if (MultiByteToWideChar(CP_UTF8, 0, user.Home, -1, info->usri1_home_dir, PLAT_NETWORK_PATH_SIZE) == 0)
         return GetLastError();
-    *Info = reinterpret_cast<u8 *>(&userInfo);
+    *Info = reinterpret_cast<u8 *>(info);
     return NERR_Success;
 }
 

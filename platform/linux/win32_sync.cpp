@@ -17,24 +17,46 @@
 struct Mutex {
     Plat_Object Head;
     pthread_mutex_t Lock; // robust, so that the end of its owner shows
+    Mutex *NextKept;
 };
+
+// Mutexes that were closed while another thread owned them, until that thread has ended.
+static constinit pthread_mutex_t keptLock = PTHREAD_MUTEX_INITIALIZER;
+static constinit Mutex *kept = nullptr;
 
 static Mutex *mutexOf(Plat_Object *object)
 {
     return reinterpret_cast<Mutex *>(object);
 }
 
-// A robust mutex stands in a list of its owner's thread as long as it is owned; such a block must not be freed.
-static void destroyMutex(Plat_Object *object)
+// Frees a mutex. False when another thread owns it: a robust mutex stands in a list of its owner's as long as it is
+// owned, and such a block must not be freed.
+static bool freeMutex(Mutex *mutex)
 {
-    Mutex *const mutex = mutexOf(object);
     const int result = pthread_mutex_trylock(&mutex->Lock);
     if (result == EOWNERDEAD) pthread_mutex_consistent(&mutex->Lock);
-    if (result != 0 && result != EOWNERDEAD) return; // another thread owns it
+    if (result != 0 && result != EOWNERDEAD) return false;
     while (pthread_mutex_unlock(&mutex->Lock) == 0) {
     }
     pthread_mutex_destroy(&mutex->Lock);
     free(mutex);
+    return true;
+}
+
+static void destroyMutex(Plat_Object *object)
+{
+    pthread_mutex_lock(&keptLock);
+    Mutex *next = mutexOf(object);
+    next->NextKept = kept;
+    kept = nullptr;
+    while (next != nullptr) { // this one and those of before: what cannot go yet stays
+        Mutex *const mutex = next;
+        next = mutex->NextKept;
+        if (freeMutex(mutex)) continue;
+        mutex->NextKept = kept;
+        kept = mutex;
+    }
+    pthread_mutex_unlock(&keptLock);
 }
 
 static const Plat_ObjectOps mutexOps = {PLAT_KIND_MUTEX, nullptr, destroyMutex};

@@ -137,6 +137,27 @@ TEST(NetUserGetInfo, Fails)
     EXPECT_EQ(std::u16string(reinterpret_cast<USER_INFO_1 *>(answer)->usri1_name), std::u16string(63, u'u'));
 }
 
+TEST(NetUserGetInfo, NeedsMemoryForAThreadsFirstAnswer)
+{
+    makeAccounts("");
+    u8 *answer = nullptr;
+    Plat_Sys.Malloc = [](size_t) -> void * { return nullptr; };
+    EXPECT_EQ(NetServerGetInfo(nullptr, 101, &answer), ERROR_NOT_ENOUGH_MEMORY);
+    Plat_Sys.DomainController = "controller";
+    EXPECT_EQ(NetGetDCName(nullptr, nullptr, &answer), ERROR_NOT_ENOUGH_MEMORY);
+    static u32 blocks;
+    blocks = 1;
+    Plat_Sys.Malloc = [](size_t Size) { return blocks-- != 0 ? malloc(Size) : nullptr; }; // the look-up takes one
+    EXPECT_EQ(NetUserGetInfo(nullptr, u"bob", 1, &answer), ERROR_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(answer, nullptr);
+
+    blocks = 2;
+    EXPECT_EQ(NetUserGetInfo(nullptr, u"bob", 1, &answer), 0u);
+    Plat_Sys.Malloc = [](size_t) -> void * { return nullptr; };
+    EXPECT_EQ(NetServerGetInfo(nullptr, 101, &answer), 0u); // the room is there
+    EXPECT_EQ(NetGetDCName(nullptr, nullptr, &answer), 0u);
+}
+
 TEST(NetGetDCName, KnowsNoDomain)
 {
     u8 *answer = nullptr;

@@ -1,0 +1,1 @@
+#include "public_layouts.h"
