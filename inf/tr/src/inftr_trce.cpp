@@ -252,9 +252,12 @@ static void putHexChunk(TraceRecord *Record, const char *FunctionName, u32 Id, u
 
 void InfTR_TraceHex(u16 Component, const char *FunctionName, u32 Id, const void *Data, u32 Length, u32 Flag)
 {
-    if (Length == 0 || Data == nullptr) return;
-    TraceRecord *const record = openRecord(0, INFTR_CLASS_HEX); // required: a mark of its loss shows component 0
-    if (record == nullptr) return;
+    if (Length == 0 || Data == nullptr || !InfTR_SinkIsOn()) return;
+    TraceRecord *const record = InfTR_GetRecord();
+    if (record == nullptr) {
+        InfTR_TraceInfTRError(0, INFTR_CLASS_HEX);
+        return;
+    }
 
     const u8 *from = static_cast<const u8 *>(Data);
     void *copy = nullptr;

@@ -8,19 +8,27 @@
 
 static auto &master = InfTR_MasterTraceArea;
 
-// Runs Count threads of Body(number), each ending its trace; Beside runs meanwhile until they are done.
+// Runs Count threads of Body(number), each ending its trace; Beside runs meanwhile until they are done. It runs once
+// before they begin and at least once more: on a busy machine they may be done before this thread comes to its turn.
 static void together(u32 Count, const std::function<void(u32)> &Body, const std::function<void()> &Beside)
 {
     std::atomic<u32> left = Count;
+    std::atomic<bool> begun = false;
     std::vector<std::thread> threads;
     for (u32 number = 0; number < Count; ++number) {
         threads.emplace_back([&, number] {
+            begun.wait(false);
             Body(number);
             InfTR_ThreadExit(49, "together", 1);
             --left;
         });
     }
-    while (left != 0) Beside();
+    Beside();
+    begun = true;
+    begun.notify_all();
+    do {
+        Beside();
+    } while (left != 0);
     for (std::thread &thread : threads) thread.join();
 }
 

@@ -262,6 +262,8 @@ TEST_F(Records, HexDataAbove2048IsCopiedOnce)
         tks_TestFailMalloc(0);
         ASSERT_EQ(Ring_Records().size(), 2u);
         EXPECT_TRUE(Case_LastRecord().Lost);
+        InfTR_TraceFnEntry(57, "SupOS_F", INFTR_CLASS_ENTRY, InfTR_EntryArgs("(void)"));
+        EXPECT_EQ(Case_LastRecord().Header.Component, 58); // of the record before, which the lost one is not
     });
 }
 
