@@ -7,10 +7,21 @@
 #include "registry_values.h"
 #include "vela_commands.h"
 
+#include <filesystem>
 #include <iostream>
 
 namespace
 {
+
+// Without a tree every name would only be "not there".
+void needTree()
+{
+    std::error_code ignored;
+    const std::string directory = Vela_RegistryDirectory();
+    if (!std::filesystem::is_directory(directory, ignored))
+        throw Vela_Failure("there is no registry at " + directory +
+                           "; SORREL_REGISTRY names one, vela setup makes one");
+}
 
 void listKey(const std::string &key, const std::string &indent)
 {
@@ -37,6 +48,7 @@ void Vela_AddRegistry(CLI::App &Program)
     get->add_option("name", name, "The value, such as InstallPath or SOFTWARE\\...\\PathName")->required();
     get->callback([] {
         std::string value;
+        needTree();
         if (!Vela_RegistryGet(name, &value))
             throw Vela_Failure("no value " + name + " in the registry at " + Vela_RegistryDirectory());
         std::cout << value << "\n";
@@ -50,6 +62,7 @@ void Vela_AddRegistry(CLI::App &Program)
     CLI::App *const list = group->add_subcommand("list", "Print the tree, or the tree below one key");
     list->add_option("key", name, "The key; without it, all of the tree");
     list->callback([] {
+        needTree();
         const std::string key = name.empty() ? "" : Vela_RegistryPath(name);
         if (!key.empty() && !Vela_RegistryHasKey(key))
             throw Vela_Failure("no key " + key + " in the registry at " + Vela_RegistryDirectory());
@@ -60,5 +73,8 @@ void Vela_AddRegistry(CLI::App &Program)
     static bool wholeKey = false;
     remove->add_option("name", name, "The value or key")->required();
     remove->add_flag("--key", wholeKey, "The name is a key: delete it with its values");
-    remove->callback([] { wholeKey ? Vela_RegistryDeleteKey(name) : Vela_RegistryDeleteValue(name); });
+    remove->callback([] {
+        needTree();
+        wholeKey ? Vela_RegistryDeleteKey(name) : Vela_RegistryDeleteValue(name);
+    });
 }

@@ -112,7 +112,9 @@ void Vela_AddRelay(CLI::App &Program)
     CLI::App *const run = relay->add_subcommand("run", "Accept connections until the relay is stopped");
     auto options = std::make_shared<RelayOptions>();
     run->add_option("--name", options->Name, "Name of the relay, once on a machine")->required()->check(checkName);
-    run->add_option("--port", options->Port, "TCP port, 0 for any that is free")->required();
+    run->add_option("--port", options->Port, "TCP port, 0 for any that is free")
+        ->required()
+        ->check(CLI::Range(0, 65535).description(""));
     run->add_option("--address", options->Address, "IPv4 address to listen on")
         ->check(checkAddress)
         ->capture_default_str();

@@ -1,7 +1,8 @@
 // vela trace: shows what a process recorded.
 //
 // One line a record, indented by the depth of the call: time, thread, component, then the entry with its arguments or
-// the exit with its point and code. Several files merge by time.
+// the exit with its point and code. Several files merge by time; what stands in a dump and in an auxiliary file too is
+// one record.
 
 #include "super_messages.h"
 #include "trace_components.h"
@@ -11,6 +12,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <iostream>
 #include <map>
@@ -60,6 +62,23 @@ std::string hexOf(const std::string &data, size_t from, size_t most)
     return data.size() > from + most ? out + " ..." : out;
 }
 
+// The parts of a hex record's data.
+constexpr size_t hexOffset = 44, hexLength = 48, hexBytes = 50;
+
+template <typename Number>
+Number numberAt(const std::string &data, size_t at)
+{
+    Number number = 0;
+    if (at + sizeof number <= data.size()) std::memcpy(&number, data.data() + at, sizeof number);
+    return number;
+}
+
+// The bytes of a hex record's chunk, as many as most.
+std::string hexChunk(const std::string &data, size_t most)
+{
+    return hexOf(data.substr(0, hexBytes + numberAt<u16>(data, hexLength)), hexBytes, most);
+}
+
 std::string what(const Trace_Record &record)
 {
     const std::string function = Vela_Printable(record.Function);
@@ -73,7 +92,9 @@ std::string what(const Trace_Record &record)
     case INFTR_CLASS_TYPED_EXIT:
         return "< " + function + " point " + std::to_string(record.Point) + formatted(", value 0x%X", record.Code);
     case INFTR_CLASS_MID: return formatted("= mid %u ", record.Code) + function + " " + Vela_Printable(record.Text);
-    case INFTR_CLASS_HEX: return formatted("= hex %u ", record.Code) + function + " " + hexOf(record.Data, 50, 16);
+    case INFTR_CLASS_HEX:
+        return formatted("= hex %u ", record.Code) + function +
+               formatted(" at %u: ", numberAt<u32>(record.Data, hexOffset)) + hexChunk(record.Data, 16);
     case INFTR_CLASS_ERROR:
         return Vela_Paint("31", formatted("! message ERZ%6.6u%c/%.4d (0x%08X)",
                                           SUPER_MSG_SET(record.Code) * 1000 + SUPER_MSG_DISPLAY_NUMBER(record.Code),
@@ -129,6 +150,10 @@ nlohmann::ordered_json asJson(const Trace_Record &record)
     if (record.Nanoseconds >= 0) row["elapsed_ns"] = record.Nanoseconds;
     if (header.Class == INFTR_CLASS_EVENT || header.Class == INFTR_CLASS_EXCEPTION)
         row["data"] = hexOf(record.Data, 4, record.Data.size());
+    if (header.Class == INFTR_CLASS_HEX) {
+        row["offset"] = numberAt<u32>(record.Data, hexOffset);
+        row["data"] = hexChunk(record.Data, record.Data.size());
+    }
     return row;
 }
 
@@ -217,7 +242,8 @@ void Vela_AddTrace(CLI::App &Program)
     CLI::App *const group = Vela_AddGroup(Program, "trace", "Read trace files");
     static Options options;
     CLI::App *const command = group->add_subcommand("show", "Show the records of ring dumps and auxiliary files");
-    command->add_option("file", options.Files, "Trace files; several merge by time")->required();
+    command->add_option("file", options.Files, "Trace files; several merge by time, a record in two of them shows once")
+        ->required();
     CLI::Option *const json = command->add_flag("--json", options.Json, "Print one JSON document");
     command->add_flag("--summary", options.Summary, "Print calls and time per function")->excludes(json);
     command->add_flag("--utc", options.Utc, "Print times in UTC instead of the local zone");

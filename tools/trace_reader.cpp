@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <tuple>
 
 namespace
 {
@@ -137,10 +138,9 @@ size_t readRecords(const std::string &stream, std::vector<Trace_Record> *records
     return skipped + (stream.size() - offset);
 }
 
-// The ring's bytes from the oldest to the newest; the part that was never written holds zeros only.
-std::string unrolled(const InfTR_RingHeader &ring, const std::string &data)
+// The bytes of a wrapped ring from the oldest to the newest, which ends in front of offset.
+std::string unrolled(const std::string &data, size_t offset)
 {
-    const auto offset = static_cast<size_t>(ring.RingOffset);
     return data.substr(offset) + data.substr(0, offset);
 }
 
@@ -158,12 +158,10 @@ Trace_File readDump(const std::string &contents)
     file.Region = trimmed({ring.RingRegion, sizeof ring.RingRegion});
     file.Program = trimmed({ring.RingProgram, sizeof ring.RingProgram});
 
-    const std::string stream = unrolled(ring, data);
-    const size_t used = stream.find_first_not_of('\0');
-    if (used == std::string::npos) return file;
-    // A ring that has not wrapped begins with zeros; a first record without an eye-catcher would be among them.
-    const bool wrapped = used < headerSize;
-    file.Skipped = readRecords(wrapped ? stream : data.substr(0, static_cast<size_t>(ring.RingOffset)), &file.Records);
+    // Behind the newest byte a ring that has not wrapped holds zeros alone, which are no bytes passed over.
+    const auto offset = static_cast<size_t>(ring.RingOffset);
+    const bool wrapped = data.find_first_not_of('\0', offset) != std::string::npos;
+    file.Skipped = readRecords(wrapped ? unrolled(data, offset) : data.substr(0, offset), &file.Records);
     return file;
 }
 
@@ -183,11 +181,37 @@ i64 counterOf(const InfTR_TraceHeader &header)
     return static_cast<i64>(static_cast<u64>(header.CounterHigh) << 32 | header.CounterLow);
 }
 
+// The order of the merge: the clock, and within a microsecond the counter, which is one for all processes of a host.
+auto placeInTime(const Trace_Record &record)
+{
+    return std::make_tuple(record.Header.Seconds, record.Header.NanoSeconds, counterOf(record.Header));
+}
+
 bool earlier(const Trace_Record &left, const Trace_Record &right)
 {
-    if (left.Header.Seconds != right.Header.Seconds) return left.Header.Seconds < right.Header.Seconds;
-    if (left.Header.NanoSeconds != right.Header.NanoSeconds) return left.Header.NanoSeconds < right.Header.NanoSeconds;
-    return left.Header.ProcessId == right.Header.ProcessId && counterOf(left.Header) < counterOf(right.Header);
+    return placeInTime(left) < placeInTime(right);
+}
+
+// Whether both are one record, that a ring and an auxiliary file hold: these differ in the sequence number alone.
+bool sameRecord(const Trace_Record &left, const Trace_Record &right)
+{
+    InfTR_TraceHeader one = left.Header;
+    one.SequenceNumber = right.Header.SequenceNumber;
+    return std::memcmp(&one, &right.Header, sizeof one) == 0 && left.Data == right.Data;
+}
+
+// Leaves one of each record that stands in several files. Its doubles have the same time, so they stand near it.
+void dropDoubles(std::vector<Trace_Record> *records)
+{
+    std::vector<Trace_Record> kept;
+    kept.reserve(records->size());
+    for (Trace_Record &record : *records) {
+        bool known = false;
+        for (size_t at = kept.size(); at > 0 && !known && placeInTime(kept[at - 1]) == placeInTime(record); --at)
+            known = sameRecord(kept[at - 1], record);
+        if (!known) kept.push_back(std::move(record));
+    }
+    *records = std::move(kept);
 }
 
 // Gives each exit its duration, and each entry the component of its exit.
@@ -239,6 +263,7 @@ std::vector<Trace_Record> Trace_Merge(std::vector<Trace_File> &Files)
         file.Records.clear();
     }
     std::stable_sort(records.begin(), records.end(), earlier);
+    if (Files.size() > 1) dropDoubles(&records);
     matchCalls(&records);
     return records;
 }

@@ -36,7 +36,7 @@ struct Trace_File {
 // Throws Vela_Failure when the contents are no trace file.
 Trace_File Trace_Read(const std::string &Path, const std::string &Contents);
 
-// All records of several files by time; then entries and exits are matched.
+// All records of several files by time, each once; then entries and exits are matched.
 std::vector<Trace_Record> Trace_Merge(std::vector<Trace_File> &Files);
 
 // "entry", "exit", "error" and so on.

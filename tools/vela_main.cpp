@@ -33,6 +33,15 @@ const char *unknownCommand(const CLI::App &program, int argc, char **argv)
     return nullptr;
 }
 
+// A word that looks like an option and is none; empty when there is no such word. It is told before all else that is
+// wrong with the command line, for a mistyped option is often why something misses.
+std::string unknownOption(const CLI::App &program)
+{
+    for (const std::string &word : program.remaining(true))
+        if (word.size() > 1 && word[0] == '-' && word != "--") return word;
+    return "";
+}
+
 int run(CLI::App &program, int argc, char **argv)
 {
     if (const char *word = unknownCommand(program, argc, argv)) {
@@ -49,7 +58,9 @@ int run(CLI::App &program, int argc, char **argv)
     } catch (const CLI::CallForVersion &version) {
         return program.exit(version);
     } catch (const CLI::ParseError &error) {
-        std::cerr << "vela: " << error.what() << " (--help tells more)\n";
+        const std::string option = unknownOption(program);
+        std::cerr << "vela: " << (option.empty() ? error.what() : "no option '" + option + "'")
+                  << " (--help tells more)\n";
         return exitUsage;
     } catch (const Vela_Exit &end) {
         return end.Status;

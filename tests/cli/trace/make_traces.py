@@ -44,6 +44,12 @@ def session(process=100, thread=1, start=0):
     ]
 
 
+def hexadecimal(chunk, offset, at, **rest):
+    data = struct.pack("<I", 3) + NAME_MARK + b"TerBM_Dump".ljust(30, b"\0") + b"\0"
+    data += struct.pack("<HHIIH", 1, 0, 0x1000, offset, len(chunk)) + chunk
+    return record(0x10000, 62, 1, at, data + b"\0", **rest)
+
+
 def auxiliary(records, region=b"HELLO", program=b"demo"):
     return region.ljust(8) + program.ljust(8) + b"".join(records)
 
@@ -65,6 +71,13 @@ def main():
     half = len(stream) // 2 + 13
     open("split.dmp", "wb").write(dump(len(stream), half, stream[len(stream) - half:] + stream[:len(stream) - half]))
     open("fresh.dmp", "wb").write(dump(4096, len(stream), stream.ljust(4096, b"\0")))
+    # The same records as plain.trc has, but for their sequence numbers.
+    counted = b"".join(record[:4] + struct.pack("<I", number + 1) + record[8:] for number, record in enumerate(one))
+    open("counted.dmp", "wb").write(dump(4096, len(stream), counted.ljust(4096, b"\0")))
+    # A wrapped ring whose oldest bytes are the zeros of a hex record that was overwritten.
+    chunks = [hexadecimal(bytes(200), 0, 5), hexadecimal(b"second chunk", 2048, 6)]
+    ring = leave(0x400, "Later", 1, 49, 1, 90) + bytes(100) + b"".join(chunks)
+    open("zeros.dmp", "wb").write(dump(len(ring), len(ring) - len(b"".join(chunks)) - 100, ring))
     open("empty.dmp", "wb").write(dump(4096, 0, bytes(4096)))
     open("damaged.dmp", "wb").write(dump(4096, 5000, bytes(4096)))
     open("text.txt", "wb").write(b"this is a plain text and certainly no trace of anything, however long it may be\n")
