@@ -29,7 +29,9 @@ void listKey(const std::string &key, const std::string &indent)
         std::cout << indent << value.first << " = " << Vela_Printable(value.second) << "\n";
     for (const auto &child : Vela_RegistryKeys(key)) {
         std::cout << indent << Vela_Paint("1", child) << "\\\n";
-        listKey(key.empty() ? child : key + "\\" + child, indent + "    ");
+        std::string path = key.empty() ? "" : key + '\\';
+        path += child;
+        listKey(path, indent + "    ");
     }
 }
 
