@@ -1,6 +1,8 @@
 // What a remote call costs beside the network that it goes over: a plain exchange of as many octets through one socket
 // of the same kind. Read Call/tcp against Raw/tcp of the same run; the figures of two machines say nothing together.
-// Walk/10000 is one whole walk over an endpoint map of 10,000 entries.
+// Call/impacket is the same call by an independent client, in Python, to the same server. Pace/8x1000 has eight threads
+// make 1,000 calls a second each; late counts those that ended more than 100 ms behind their moment. Walk/10000 is one
+// whole walk over an endpoint map of 10,000 entries.
 
 #include <benchmark/benchmark.h>
 
@@ -9,10 +11,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "rpc_binding.h"
 #include "rpc_call.h"
@@ -159,6 +165,68 @@ BENCHMARK_CAPTURE(call, tcp, 0)->Name("Call/tcp")->UseRealTime();
 BENCHMARK_CAPTURE(call, local, 1)->Name("Call/local")->UseRealTime();
 BENCHMARK_CAPTURE(call, threads, 0)->Name("Call/tcp")->Threads(8)->UseRealTime();
 
+// ---- a steady load
+
+static void pace(benchmark::State &state)
+{
+    using clock = std::chrono::steady_clock;
+    constexpr int threads = 8, calls = 1000;
+    rpc_binding_handle_t binding = server().Bind(0);
+    std::atomic<int> done{0}, late{0};
+    for (auto _ : state) {
+        std::vector<std::thread> callers;
+        const clock::time_point begin = clock::now();
+        for (int thread = 0; thread < threads; ++thread)
+            callers.emplace_back([&] {
+                const u8 data[payload] = {1};
+                for (int at = 0; at < calls; ++at) {
+                    const clock::time_point moment = begin + std::chrono::microseconds(at * 1000);
+                    std::this_thread::sleep_until(moment);
+                    callOnce(binding, data, sizeof data); // an error ends the program
+                    ++done;
+                    if (clock::now() > moment + std::chrono::milliseconds(100)) ++late;
+                }
+            });
+        for (std::thread &caller : callers) caller.join();
+    }
+    state.counters["late"] = late.load();
+    state.SetItemsProcessed(done);
+    u32 status;
+    rpc_binding_free(&binding, &status);
+}
+BENCHMARK(pace)->Name("Pace/8x1000")->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(2);
+
+// ---- the same call by another client
+
+// Seconds that so many calls took; less than 0, with the reason on stderr, when there is no such client.
+static double impacketSeconds(int calls)
+{
+    const std::string command = "python3 '" VELA_BENCH_SOURCE "/impacket_client.py' " + std::to_string(server().Port) +
+                                " " + std::to_string(calls);
+    FILE *pipe = popen(command.c_str(), "r");
+    char line[200] = "";
+    const bool told = pipe && fgets(line, sizeof line, pipe) != nullptr;
+    const int status = pipe ? pclose(pipe) : -1;
+    if (told && status == 0) return atof(line);
+    line[strcspn(line, "\n")] = '\0';
+    fprintf(stderr, "qrt_bench: no comparison with impacket's client: %s\n", told ? line : "python3 does not run it");
+    return -1;
+}
+
+static void callImpacket(benchmark::State &state)
+{
+    constexpr int calls = 2000;
+    for (auto _ : state) {
+        const double seconds = impacketSeconds(calls);
+        if (seconds < 0) {
+            state.SkipWithError("python3-impacket is missing");
+            return;
+        }
+        state.SetIterationTime(seconds / calls);
+    }
+}
+BENCHMARK(callImpacket)->Name("Call/impacket")->UseManualTime()->Iterations(3);
+
 // One megabyte each way, in fragments.
 static void callLarge(benchmark::State &state)
 {
@@ -182,7 +250,7 @@ static void walk(benchmark::State &state)
     rpc_mapper *mapper = rpc_mapper_start(&options, &status);
     need(status);
     setenv("QRT_EPMAP_PORT", std::to_string(rpc_mapper_port(mapper)).c_str(), 1);
-    setenv("SORREL_RUNDIR", "/nonexistent", 1);
+    setenv("SORREL_RUNDIR", "/dev/null/none", 1);
     for (u32 at = 0; at < entryCount; ++at) {
         uuid_t object;
         uuid_create(&object, &status);

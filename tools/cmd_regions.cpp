@@ -2,6 +2,7 @@
 
 #include "vela_commands.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -27,13 +28,16 @@ namespace
 
 constexpr size_t outputRoom = 32767;
 constexpr size_t bindingRoom = 1024;
+constexpr u32 walkTimeout = 2; // three seconds, as the library's own walks
 
 std::string statusText(u32 status)
 {
     unsigned char text[RPC_ERROR_TEXT_SIZE];
     i32 known;
     dce_error_inq_text(status, text, &known);
-    return reinterpret_cast<char *>(text);
+    char *const plain = reinterpret_cast<char *>(text);
+    if (char *const family = std::strstr(plain, " (dce / rpc)")) *family = '\0';
+    return plain;
 }
 
 const unsigned char *runtimeText(const std::string &text)
@@ -44,7 +48,7 @@ const unsigned char *runtimeText(const std::string &text)
 // A string of the runtime, taken over and freed.
 std::string takeText(unsigned_char_p_t text)
 {
-    const std::string copy = text ? reinterpret_cast<char *>(text) : "";
+    std::string copy = text ? reinterpret_cast<char *>(text) : "";
     u32 status;
     rpc_string_free(&text, &status);
     return copy;
@@ -115,42 +119,54 @@ std::vector<Row> localRegions()
     SupPR_ListRegionNames(nullptr, ComRL_v1_0_c_ifspec, &count, entries.data(), 1, onWalk, &walk);
     if (walk.Status != rpc_s_ok)
         throw Vela_Failure("the endpoint map of this host cannot be read: " + statusText(walk.Status) +
-                           "; is qrtd running?");
+                           " (is qrtd running?)");
     std::vector<Row> rows;
     for (u16 at = 0; at < count && at < entries.size(); ++at)
         rows.push_back({fieldText(entries[at].Name), walk.Host, Vela_Printable(fieldText(entries[at].Description))});
     return rows;
 }
 
-// The map of another host, read with the runtime itself: the library lists this host's only.
-void addHostRegions(const std::string &host, std::vector<Row> *rows)
+// One walk over the map of a host ("" is this one), read with the runtime itself: the library lists this host's only.
+// Take gets each annotation. Gives the last status, rpc_s_no_more_elements when the whole map has been read.
+template <class TakeEntry>
+u32 walkMap(const std::string &host, rpc_if_handle_t spec, TakeEntry take)
 {
     unsigned_char_p_t composed;
     u32 status, ignored;
     rpc_string_binding_compose(nullptr, runtimeText("ncacn_ip_tcp"), runtimeText(host), nullptr, nullptr, &composed,
                                &status);
     Binding mapper(takeText(composed));
-    rpc_mgmt_set_com_timeout(mapper.Handle, 2, &status);
+    rpc_mgmt_set_com_timeout(mapper.Handle, walkTimeout, &status);
     rpc_if_id_t id;
-    rpc_if_inq_id(ComRL_v1_0_c_ifspec, &id, &status);
+    rpc_if_inq_id(spec, &id, &status);
     rpc_ep_inq_handle_t inquiry;
     rpc_mgmt_ep_elt_inq_begin(mapper.Handle, rpc_c_ep_match_by_if, &id, rpc_c_vers_compatible, nullptr, &inquiry,
                               &status);
     while (status == rpc_s_ok) {
         unsigned_char_p_t annotation;
         rpc_mgmt_ep_elt_inq_next(inquiry, nullptr, nullptr, nullptr, &annotation, &status);
-        if (status != rpc_s_ok) break;
-        const std::string text = takeText(annotation);
-        const size_t blank = text.find(' ');
-        std::string path = text.substr(0, blank);
-        path = path.substr(0, path.rfind('/'));
-        const std::string region = path.substr(path.rfind('/') + 1);
-        const auto same = [&](const Row &row) { return row.Region == region && row.Host == host; };
-        if (std::any_of(rows->begin(), rows->end(), same)) continue;
-        rows->push_back(
-            {Vela_Printable(region), host, blank == std::string::npos ? "" : Vela_Printable(text.substr(blank + 1))});
+        if (status == rpc_s_ok) take(takeText(annotation));
     }
     rpc_mgmt_ep_elt_inq_done(&inquiry, &ignored);
+    return status;
+}
+
+Row rowOf(const std::string &annotation, const std::string &host)
+{
+    const size_t blank = annotation.find(' ');
+    std::string path = annotation.substr(0, blank);
+    path = path.substr(0, path.rfind('/'));
+    return {Vela_Printable(path.substr(path.rfind('/') + 1)), host,
+            blank == std::string::npos ? "" : Vela_Printable(annotation.substr(blank + 1))};
+}
+
+void addHostRegions(const std::string &host, std::vector<Row> *rows)
+{
+    const u32 status = walkMap(host, ComRL_v1_0_c_ifspec, [&](const std::string &annotation) {
+        Row row = rowOf(annotation, host);
+        const auto same = [&](const Row &other) { return other.Region == row.Region && other.Host == host; };
+        if (std::none_of(rows->begin(), rows->end(), same)) rows->push_back(std::move(row));
+    });
     if (status != rpc_s_no_more_elements) std::cerr << "vela: host " << host << ": " << statusText(status) << "\n";
 }
 
@@ -164,13 +180,42 @@ void runRegions(const std::string &hosts)
 
 // ---- finding one server
 
+// Why a host's map gave no server, for people: it cannot be read, it has no such region, or the region does not answer.
+std::string reasonOf(const std::string &host, const std::string &region, rpc_if_handle_t spec)
+{
+    bool listed = false;
+    u32 status = rpc_s_ok;
+    try {
+        status = walkMap(host, spec, [&](const std::string &annotation) {
+            const std::string path = annotation.substr(0, annotation.find(' '));
+            listed = listed || rowOf(annotation, host).Region == region || path == region;
+        });
+    } catch (const Vela_Failure &failure) {
+        return failure.what();
+    }
+    const std::string place = host.empty() ? "this host" : "host " + host;
+    if (listed)
+        return place + " has it in its map, but no server answers over the " +
+               (host.empty() ? "local protocol" : "network");
+    if (status == rpc_s_no_more_elements) return place + " does not know it";
+    return place + " has no map to read: " + statusText(status) + (host.empty() ? " (is qrtd running?)" : "");
+}
+
+std::string notFound(const std::string &region, const std::string &hosts, rpc_if_handle_t spec)
+{
+    const char *variable = std::getenv("VELA_HOSTS");
+    std::istringstream names(hosts.empty() && variable ? variable : hosts);
+    std::string text = "region " + region + ": " + reasonOf("", region, spec);
+    for (std::string host; names >> host;) text += "; " + reasonOf(host, region, spec);
+    return text;
+}
+
 std::string findServer(const std::string &region, const std::string &hosts, rpc_if_handle_t spec)
 {
     std::string buffer(bindingRoom, '\0');
     const u32 code = SupPR_BindingStringFromAnnotation(hosts.empty() ? nullptr : hosts.c_str(), spec, nullptr,
                                                        region.c_str(), buffer.data());
-    if (code == SUPPR_ERR_NOT_FOUND)
-        throw Vela_Failure("no listening server of region " + region + " is in the endpoint maps that were asked");
+    if (code == SUPPR_ERR_NOT_FOUND) throw Vela_Failure(notFound(region, hosts, spec));
     if (code == SUPPR_ERR_NO_ANNOTATION) throw Vela_Failure("the region's name is empty");
     if (code != ERZ_OK) throw Vela_Failure("no storage for the list of hosts");
     return buffer.c_str();

@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
+#include <exception>
 #include <string>
 
 #include "rpc_mapper.h"
@@ -19,10 +21,12 @@ static std::string reason(u32 status)
     unsigned char text[RPC_ERROR_TEXT_SIZE];
     i32 known;
     dce_error_inq_text(status, text, &known);
-    return reinterpret_cast<char *>(text);
+    char *const plain = reinterpret_cast<char *>(text);
+    if (char *const family = std::strstr(plain, " (dce / rpc)")) *family = '\0';
+    return plain;
 }
 
-int main(int argc, char **argv)
+static int run(int argc, char **argv)
 {
     CLI::App program{"The endpoint mapper: tells clients at which endpoints this host's servers listen.", "qrtd"};
     int port = -1;
@@ -67,4 +71,14 @@ int main(int argc, char **argv)
     }
     rpc_mapper_stop(mapper);
     return 0;
+}
+
+int main(int argc, char **argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "qrtd: %s\n", error.what());
+        return 1;
+    }
 }

@@ -7,8 +7,9 @@
 
 #include "plat_types.h"
 
-// Makes the run directory where it is missing and writes its path. 0, or -1 with errno: EPERM when it belongs to
-// somebody else, ENAMETOOLONG when it does not fit.
+// Makes the run directory where it is missing and writes its path, without a slash at its end. 0, or -1 with errno:
+// ENAMETOOLONG when the path does not fit, ENOTDIR when something else stands there, EPERM when SORREL_RUNDIR is not set
+// and the directory belongs to somebody else.
 PLAT_API int Plat_RunDirectory(char *Out, size_t Size);
 
 #endif

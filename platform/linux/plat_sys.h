@@ -40,6 +40,7 @@ struct Plat_SysTable {
     int (*Flock)(int Descriptor, int Operation);
     int (*Fstat)(int Descriptor, struct stat *Out);
     int (*Stat)(const char *Path, struct stat *Out);
+    int (*Lstat)(const char *Path, struct stat *Out);
     int (*Faccessat)(int Directory, const char *Path, int Mode, int Flags);
     int (*FcntlInt)(int Descriptor, int Command, int Argument);
     int (*Poll)(struct pollfd *Entries, nfds_t Count, int Milliseconds);
@@ -56,7 +57,10 @@ struct Plat_SysTable {
     int (*Connect)(int Descriptor, const struct sockaddr *Address, socklen_t Size);
     ssize_t (*Sendto)(int Descriptor, const void *Data, size_t Size, int Flags, const struct sockaddr *Address,
                       socklen_t AddressSize);
+    ssize_t (*Sendmsg)(int Descriptor, const struct msghdr *Message, int Flags);
+    ssize_t (*Recv)(int Descriptor, void *Data, size_t Size, int Flags);
     int (*Accept)(int Descriptor, struct sockaddr *Address, socklen_t *AddressSize);
+    int (*Accept4)(int Descriptor, struct sockaddr *Address, socklen_t *AddressSize, int Flags);
     int (*Bind)(int Descriptor, const struct sockaddr *Address, socklen_t Size);
     int (*Listen)(int Descriptor, int Backlog);
     const char *LogSocket; // path of the local log socket
@@ -64,6 +68,7 @@ struct Plat_SysTable {
     struct hostent *(*Gethostbyaddr)(const void *Address, socklen_t Length, int Family);
     struct hostent *(*Gethostbyname)(const char *Name);
     struct servent *(*Getservbyname)(const char *Name, const char *Protocol);
+    int (*Getaddrinfo)(const char *Host, const char *Service, const struct addrinfo *Hints, struct addrinfo **Found);
     // signals and the system's name
     int (*Sigaction)(int Signal, const struct sigaction *Action, struct sigaction *Before);
     int (*Uname)(struct utsname *Out);
@@ -90,6 +95,7 @@ struct Plat_SysTable {
     // clock and memory
     int (*ClockGettime)(clockid_t Clock, struct timespec *Out);
     void *(*Malloc)(size_t Size);
+    void *(*Realloc)(void *Block, size_t Size);
 };
 
 extern PLAT_API Plat_SysTable Plat_Sys;

@@ -1,11 +1,15 @@
 #!/usr/bin/env python3
 """A server of the listener and scheduler interfaces on an independent implementation of the data representation.
 
-    peer_server.py [--fragment N]
+    peer_server.py [--fragment N] [--big-endian]
 
 Prints "PORT n" and serves until standard input ends. Arguments are decoded by impacket's NDR classes; the answer to a
-call is made from nothing but what was decoded: the result is a check sum over a canonical text of all input arguments, and output arguments come from
-a generator that is seeded with it. The client computes both on its own side and compares.
+call is made from nothing but what was decoded: the result is a check sum over a canonical text of all input arguments,
+and output arguments come from a generator that is seeded with it. The client computes both on its own side and compares.
+
+impacket encodes answers, little-endian. It has no other order, so a second encoder stands here, made of struct.pack
+alone: each of its answers in little-endian is compared with impacket's octet by octet (gaps aside), which proves its
+layout, and with --big-endian its answers go out in that order, headers included.
 """
 import argparse
 import socket
@@ -278,7 +282,7 @@ def argument_text(kind, value):
     return canonical_argument(kind, value)
 
 
-def answer(uuid, operation, stub):
+def answer(uuid, operation, stub, big_endian):
     shape, request_type, response_type, result = CALLS[uuid, operation]
     request = request_type(bytes(stub)) if stub else request_type()
     text = "".join(argument_text(kind, request[f"a{at}"]) for at, (kind, _) in enumerate(shape) if kind in IN_CLASS)
@@ -289,7 +293,88 @@ def answer(uuid, operation, stub):
         if kind == "[" or kind in OUT_CLASS:
             fill(response, f"a{at}", kind, letter, generator, request)
     response["result"] = check if result is NDRULONG else check & 0x7FFF
-    return response.getData()
+    encoded = response.getData()
+    difference = same_layout(pack_response("<", shape, response, result), encoded)
+    if difference:
+        raise AssertionError("the encoders differ: " + difference)
+    return bytes(pack_response(">", shape, response, result).data) if big_endian else encoded
+
+
+# ---- the second encoder
+
+class Packer:
+    """Primitives in either byte order, aligned to their own size from the start."""
+
+    def __init__(self, order):
+        self.order, self.data, self.gaps = order, bytearray(), set()
+
+    def align(self, size):
+        while len(self.data) % size:
+            self.gaps.add(len(self.data))
+            self.data.append(0xAA)
+
+    def put(self, code, *values):
+        for value in values:
+            self.align(struct.calcsize("<" + code))
+            self.data += struct.pack(self.order + code, value)
+
+    def text(self, octets):                     # offset, count, characters; also any other varying array of octets
+        self.put("I", 0, len(octets))
+        self.data += octets
+
+    def record(self, letter, record):
+        for at, kind in enumerate(SHAPES[letter]):
+            value = record[f"f{at}"]
+            if kind == "t":
+                self.text(bytes_of(value))
+            elif kind == "p":
+                self.put("i", value["a"], value["b"])
+            else:
+                self.put("I" if kind == "u" else "i", value)
+
+
+def pack_output(packer, kind, letter, value):
+    if kind in "UL":
+        packer.put("I" if kind == "U" else "i", value)
+    elif kind in "yK":
+        packer.put("b", value)
+    elif kind in "kn":
+        packer.text(bytes_of(value))
+    elif kind == "o":
+        packer.put("I", value["size"], value["used"], value["size"])
+        packer.text(bytes_of(value["data"]))
+    elif kind == "a":
+        packer.put("I", value["length"])
+        packer.text(bytes_of(value["data"]))
+    elif kind == "i":
+        packer.put("I", len(value))
+        for item in value:
+            packer.put("I", item["a"], item["b"])
+    else:
+        packer.align(4)
+        packer.gaps.update(range(len(packer.data), len(packer.data) + 4))  # an identifier: any number but 0
+        packer.put("I", 0x20000, len(value["items"]), value["count"])
+        for item in value["items"]:
+            packer.record(letter, item)
+
+
+def pack_response(order, shape, response, result):
+    packer = Packer(order)
+    for at, (kind, letter) in enumerate(shape):
+        if kind == "[" or kind in OUT_CLASS:
+            pack_output(packer, kind, letter, response[f"a{at}"])
+    packer.put("I" if result is NDRULONG else "h", response["result"])
+    return packer
+
+
+def same_layout(packer, other):
+    """What differs outside the gaps, or None."""
+    if len(packer.data) != len(other):
+        return f"{len(packer.data)} octets and {len(other)}"
+    for at, (one, two) in enumerate(zip(packer.data, other)):
+        if one != two and at not in packer.gaps:
+            return f"at {at}: {one:02x} and {two:02x}"
+    return None
 
 
 # ---- the connection
@@ -304,11 +389,41 @@ def read(connection, size):
     return data
 
 
-def pdu(kind, flags, call, body):
-    return struct.pack("<BBBBIHHI", 5, 0, kind, flags, 0x10, 16 + len(body), 0, call) + body
+class Answers:
+    """PDUs of a server, in one byte order."""
+
+    def __init__(self, big_endian):
+        self.big_endian = big_endian
+        self.order = ">" if big_endian else "<"
+
+    def pdu(self, kind, flags, call, body):
+        label = 0 if self.big_endian else 0x10
+        return struct.pack(self.order + "BBBBB3xHHI", 5, 0, kind, flags, label, 16 + len(body), 0, call) + body
+
+    def syntax(self):
+        numbers = struct.unpack("<IHH", NDR[:8])
+        return struct.pack(self.order + "IHH", *numbers) + NDR[8:16] + struct.pack(self.order + "I", 2)
+
+    def bind_ack(self, kind, call, limits):
+        port = b"1234\0" if kind == 11 else b""
+        body = struct.pack(self.order + "HHIH", *limits, 0x4321, len(port)) + port
+        body += b"\0" * (-len(body) % 4) + b"\1\0\0\0" + b"\0" * 4 + self.syntax()
+        return self.pdu(kind + 1, 3, call, body)
+
+    def response(self, call, context, stub, fragment):
+        parts = [stub[at:at + fragment] for at in range(0, len(stub), fragment)] or [b""]
+        data = b""
+        for at, part in enumerate(parts):
+            mark = (1 if at == 0 else 0) | (2 if at == len(parts) - 1 else 0)
+            left = len(stub) - at * fragment
+            data += self.pdu(2, mark, call, struct.pack(self.order + "IHBB", left, context, 0, 0) + part)
+        return data
+
+    def fault(self, call, context, status):
+        return self.pdu(3, 3, call, struct.pack(self.order + "IHBBII", 0, context, 0, 0, status, 0))
 
 
-def serve(connection, fragment):
+def serve(connection, fragment, answers):
     contexts, stub = {}, b""
     while True:
         header = read(connection, 16)
@@ -316,32 +431,24 @@ def serve(connection, fragment):
         body = read(connection, length - 16)
         if kind in (11, 14):
             contexts[struct.unpack_from("<H", body, 12)[0]] = body[16:32]
-            secondary = b"\5\0" + b"1234\0\0" if kind == 11 else b"\0\0\0\0"
-            head = body[:4] + struct.pack("<I", 0x4321) + secondary
-            head += b"\0" * (-len(head) % 4)
-            connection.sendall(pdu(kind + 1, 3, call, head + b"\1\0\0\0" + b"\0" * 4 + NDR))
+            connection.sendall(answers.bind_ack(kind, call, struct.unpack_from("<HH", body)))
         elif kind == 0:
             context, operation = struct.unpack_from("<HH", body, 4)
             stub += body[24 if flags & 0x80 else 8:]
             if flags & 2:
                 try:
-                    out = answer(contexts[context], operation, stub)
-                    parts = [out[at:at + fragment] for at in range(0, len(out), fragment)] or [b""]
-                    data = b""
-                    for at, part in enumerate(parts):
-                        mark = (1 if at == 0 else 0) | (2 if at == len(parts) - 1 else 0)
-                        data += pdu(2, mark, call, struct.pack("<IHBB", len(out), context, 0, 0) + part)
-                    connection.sendall(data)
+                    out = answer(contexts[context], operation, stub, answers.big_endian)
+                    connection.sendall(answers.response(call, context, out, fragment))
                 except Exception as error:  # the client sees a fault, a person the reason
                     print(f"operation {operation}: {error!r}", file=sys.stderr, flush=True)
-                    connection.sendall(pdu(3, 3, call, struct.pack("<IHBBII", 0, context, 0, 0, 0x1C000012, 0)))
+                    connection.sendall(answers.fault(call, context, 0x1C000012))
                 stub = b""
 
 
-def connection_thread(connection, fragment):
+def connection_thread(connection, fragment, answers):
     try:
         connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-        serve(connection, fragment)
+        serve(connection, fragment, answers)
     except (EOFError, OSError):
         connection.close()
 
@@ -349,14 +456,16 @@ def connection_thread(connection, fragment):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--fragment", type=int, default=4096, help="stub octets in one fragment, a multiple of 8")
+    parser.add_argument("--big-endian", action="store_true", help="answer in that byte order")
     options = parser.parse_args()
+    answers = Answers(options.big_endian)
     listener = socket.create_server(("127.0.0.1", 0))
     print(f"PORT {listener.getsockname()[1]}", flush=True)
 
     def accept():
         while True:
             connection, _ = listener.accept()
-            threading.Thread(target=connection_thread, args=(connection, options.fragment), daemon=True).start()
+            threading.Thread(target=connection_thread, args=(connection, options.fragment, answers), daemon=True).start()
 
     threading.Thread(target=accept, daemon=True).start()
     sys.stdin.read()

@@ -1,10 +1,15 @@
 #!/usr/bin/env python3
 """Runs the client stubs against the independent server, and lets tshark judge what went over the wire.
 
-    run_peer.py CLIENT ROUNDS [--tshark]
+    run_peer.py CLIENT ROUNDS [--fragment N] [--big-endian] [--tshark]
+
+ROUNDS is how often each operation is called, with other arguments each time. Where VELA_PEER_ROUNDS is set it takes its
+place, except with --tshark, and lifts the limit of time: VELA_PEER_ROUNDS=10000 takes several minutes a run. --fragment
+and --big-endian go to the server.
 
 A part whose program is missing is skipped with a line that names it (exit status 77), and fails where CI=true.
 """
+import argparse
 import os
 import re
 import shutil
@@ -14,6 +19,7 @@ import tempfile
 import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
+TIME_LIMIT = 100  # seconds
 
 
 def skip(text):
@@ -59,16 +65,24 @@ def judge(port, path):
 
 
 def main():
-    client, rounds = sys.argv[1], sys.argv[2]
-    with_tshark = "--tshark" in sys.argv
-    server = subprocess.Popen([interpreter(), os.path.join(HERE, "peer_server.py"), "--fragment", "40"],
-                              stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+    parser = argparse.ArgumentParser()
+    parser.add_argument("client")
+    parser.add_argument("rounds")
+    parser.add_argument("--fragment", default="40")
+    parser.add_argument("--big-endian", action="store_true")
+    parser.add_argument("--tshark", action="store_true")
+    options = parser.parse_args()
+    more = None if options.tshark else os.environ.get("VELA_PEER_ROUNDS")
+    command = [interpreter(), os.path.join(HERE, "peer_server.py"), "--fragment", options.fragment]
+    server = subprocess.Popen(command + ["--big-endian"] * options.big_endian, stdin=subprocess.PIPE,
+                              stdout=subprocess.PIPE, text=True)
     try:
         port = server.stdout.readline().split()[1]
         with tempfile.TemporaryDirectory() as scratch:
             path = os.path.join(scratch, "peer.pcap")
-            watcher = capture(port, path) if with_tshark else None
-            result = subprocess.run([client, port, rounds])
+            watcher = capture(port, path) if options.tshark else None
+            result = subprocess.run([options.client, port, more or options.rounds],
+                                    timeout=None if more else TIME_LIMIT)
             if watcher:
                 time.sleep(1)
                 watcher.terminate()

@@ -14,6 +14,8 @@
 
 #include "crt.h"
 #include "plat_faults.h"
+#include "plat_path.h"
+#include "plat_rundir.h"
 #include "scratch_root.h"
 #include "win32_error.h"
 #include "win32_file.h"
@@ -229,8 +231,48 @@ TEST(RunDirectory, IsForItsOwnerAlone)
     EXPECT_EQ(stat((root + "/sorrel").c_str(), &found), 0);
     unsetenv("XDG_RUNTIME_DIR");
     setenv("TMPDIR", root.c_str(), 1);
-    EXPECT_NE(takeName(), PLAT_INVALID_HANDLE);
-    EXPECT_EQ(stat((root + "/sorrel-" + std::to_string(geteuid())).c_str(), &found), 0);
+    const handle temporary = takeName();
+    EXPECT_NE(temporary, PLAT_INVALID_HANDLE);
+    CloseHandle(temporary);
+    const std::string own = root + "/sorrel-" + std::to_string(geteuid());
+    EXPECT_EQ(stat(own.c_str(), &found), 0);
+
+    ASSERT_EQ(rename(own.c_str(), (root + "/elsewhere").c_str()), 0);
+    ASSERT_EQ(symlink((root + "/elsewhere").c_str(), own.c_str()), 0);
+    EXPECT_EQ(takeName(), PLAT_INVALID_HANDLE) << "a link that somebody may have put there";
+    setenv("SORREL_RUNDIR", (own + "//").c_str(), 1);
+    EXPECT_NE(takeName(), PLAT_INVALID_HANDLE) << "unless it was asked for";
+}
+
+TEST(RunDirectory, IsNotTakenFromAStranger)
+{
+    const std::string root = Scratch_MakeRoot();
+    char path[PLAT_PATH_ROOM];
+    unsetenv("SORREL_RUNDIR");
+    setenv("XDG_RUNTIME_DIR", root.c_str(), 1);
+    ASSERT_EQ(Plat_RunDirectory(path, sizeof path), 0);
+    EXPECT_EQ(path, root + "/sorrel");
+    EXPECT_EQ(Plat_RunDirectory(path, root.size() + 7), -1);
+    EXPECT_EQ(errno, ENAMETOOLONG);
+
+    Plat_Sys.Lstat = [](const char *at, struct stat *out) {
+        const int result = lstat(at, out);
+        ++out->st_uid;
+        return result;
+    };
+    EXPECT_EQ(Plat_RunDirectory(path, sizeof path), -1);
+    EXPECT_EQ(errno, EPERM) << "for root as well";
+    Plat_Sys.Stat = [](const char *at, struct stat *out) {
+        const int result = stat(at, out);
+        ++out->st_uid;
+        return result;
+    };
+    setenv("SORREL_RUNDIR", (root + "/sorrel/").c_str(), 1);
+    EXPECT_EQ(Plat_RunDirectory(path, sizeof path), 0) << "whoever set it answers for it";
+    EXPECT_EQ(path, root + "/sorrel") << "without the slash";
+    Plat_Sys.Mkdir = Fault_With<EACCES>{};
+    EXPECT_EQ(Plat_RunDirectory(path, sizeof path), -1);
+    EXPECT_EQ(errno, EACCES);
 }
 
 TEST(CreateFileA, OpensByTheFiveWords)

@@ -6,11 +6,14 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <memory>
+#include <mutex>
 
 #include "comrl_stubs.h"
+#include "plat_sys.h"
 #include "qrt_exceptions.h"
 #include "raw_server.h"
 #include "rpc_binding.h"
@@ -145,8 +148,9 @@ TEST(Octets, OfAList)
     ASSERT_EQ(list->Count, 2);
     EXPECT_STREQ(list->Items[0].Field1, "E0.1");
     EXPECT_EQ(list->Items[0].Field2, -2);
-    EXPECT_STREQ(list->Items[1].Field1, "E1.1");
-    EXPECT_EQ(list->Items[1].Field2, -102);
+    const ts_RecordE *second = list->Items + 1;
+    EXPECT_STREQ(second->Field1, "E1.1");
+    EXPECT_EQ(second->Field2, -102);
     rpc_ss_client_free(list);
 }
 
@@ -435,6 +439,85 @@ TEST(Connections, CutAtEveryOctetOfTheBindAnswerRaise)
         EXPECT_NE(raisedBy([&] { tsRPC_Op36(binding, {1, 2}); }), nullptr) << size;
         Raw_Free(binding);
     }
+}
+
+TEST(Connections, CutAtEveryOctetOfAListInFragmentsRaiseAndGiveNothing)
+{
+    const Octets stub = Raw_Hex("9d950000 02000000 02000000  00000000 05000000 45302e3100 xxxxxx feffffff"
+                                "00000000 05000000 45312e3100 xxxxxx 9affffff  dd00001a");
+    for (const bool bigEndian : {false, true}) {
+        Octets whole;
+        const Raw_Order order = {bigEndian};
+        for (size_t at = 0; at < stub.size(); at += 8) {
+            const long end = static_cast<long>(std::min(at + 8, stub.size()));
+            const u8 flags = static_cast<u8>((at == 0 ? 1 : 0) | (at + 8 >= stub.size() ? 2 : 0));
+            const Octets part =
+                Raw_Response(1, Octets(stub.begin() + static_cast<long>(at), stub.begin() + end), 0, flags, order);
+            whole.insert(whole.end(), part.begin(), part.end());
+        }
+        std::atomic<size_t> size{0};
+        Raw_Server server([&](int descriptor) {
+            Raw_ReadPdu(descriptor);
+            Raw_Send(descriptor, Raw_BindAck(1));
+            if (!Raw_ReadPdu(descriptor).empty())
+                Raw_Send(descriptor, Octets(whole.begin(), whole.begin() + static_cast<long>(size)));
+        });
+        for (; size < whole.size(); ++size) {
+            rpc_binding_handle_t binding = Raw_Bind(server.Binding());
+            ts_RecordEList *list = nullptr;
+            const exc_Object *raised = raisedBy([&] { tsRPC_Op26(binding, "x", &list); });
+            EXPECT_EQ(raised, size == 0 ? &rpc_x_connection_closed : &rpc_x_comm_failure) << size;
+            EXPECT_EQ(list, nullptr) << size;
+            Raw_Free(binding);
+        }
+    }
+}
+
+// Octets of a seeded generator where a bind's answer or a call's answer should stand, and answers of the right form with
+// octets changed at random: whatever comes out is a result or an exception, within the time-out and within the buffers.
+TEST(Connections, GarbageEndsInAnExceptionOrAResult)
+{
+    u32 state = 20260101;
+    const auto random = [&](u32 below) {
+        state = state * 1664525 + 1013904223;
+        return (state >> 8) % below;
+    };
+    std::mutex lock; // of the next two: a connection of the round before may still be served
+    Octets first, answer;
+    Raw_Server server([&](int descriptor) {
+        lock.lock();
+        const Octets toBind = first, toCall = answer;
+        lock.unlock();
+        Raw_ReadPdu(descriptor);
+        Raw_Send(descriptor, toBind);
+        if (toBind == Raw_BindAck(1) && !Raw_ReadPdu(descriptor).empty()) Raw_Send(descriptor, toCall);
+    });
+    int exceptions = 0;
+    for (int round = 0; round < 1000; ++round) {
+        lock.lock();
+        answer = Raw_Response(1, Raw_Hex(scheduleAnswer));
+        first = Raw_BindAck(1);
+        if (round % 4 == 0) {
+            first.assign(1 + random(80), 0);
+            for (u8 &octet : first) octet = static_cast<u8>(random(256));
+        } else if (round % 4 == 1) {
+            answer.assign(1 + random(200), 0);
+            for (u8 &octet : answer) octet = static_cast<u8>(random(256));
+        } else {
+            for (u32 changes = 1 + random(4); changes != 0; --changes)
+                answer[random(static_cast<u32>(answer.size()))] = static_cast<u8>(random(256));
+        }
+        lock.unlock();
+        rpc_binding_handle_t binding = Raw_Bind(server.Binding());
+        u32 status;
+        rpc_mgmt_set_com_timeout(binding, 0, &status);
+        Schedule schedule;
+        const bool raised = raisedBy([&] { schedule.Call(binding); }) != nullptr;
+        exceptions += raised;
+        for (int at : {1, 2}) EXPECT_TRUE(raised || schedule.Buffers[at]->Used <= schedule.Buffers[at]->Size) << round;
+        Raw_Free(binding);
+    }
+    EXPECT_GT(exceptions, 500);
 }
 
 TEST(Connections, ThatCannotBeMadeSayWhy)
@@ -820,5 +903,55 @@ TEST(Storage, OfResultsComesFromTheThreadsRoutines)
     EXPECT_EQ(taken, 2);
     rpc_ss_set_client_alloc_free(noStorage, countingFree);
     EXPECT_RAISES(rpc_x_no_memory, tsRPC_Op26(server.Binding, "x", &list));
+    rpc_ss_set_client_alloc_free(nullptr, nullptr);
+}
+
+static const exc_Object *toRaise = nullptr;
+static void *raisingAllocate(size_t)
+{
+    exc_raise(toRaise);
+}
+
+TEST(Storage, WhatItsRoutineRaisesIsHeldUntilTheCleanUpHasRun)
+{
+    Canned server("01000000 00000000 00000000 dd00001a");
+    ts_RecordEList *list = nullptr;
+    rpc_ss_set_client_alloc_free(raisingAllocate, countingFree);
+    toRaise = &rpc_x_ss_bad_buffer;
+    int before;
+    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
+    EXPECT_RAISES(rpc_x_ss_bad_buffer, tsRPC_Op26(server.Binding, "x", &list));
+    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &before);
+    EXPECT_EQ(before, PTHREAD_CANCEL_ENABLE) << "cancellation is back";
+    EXPECT_EQ(list, nullptr);
+
+    // A broken pipe of the answer is taken as handled: nothing is raised, and nothing is returned.
+    toRaise = &rpc_x_ss_pipe_comm_error;
+    u32 result = 77;
+    EXPECT_RAISES(none, result = tsRPC_Op26(server.Binding, "x", &list));
+    EXPECT_EQ(result, 0u);
+    EXPECT_EQ(list, nullptr);
+
+    rpc_ss_set_client_alloc_free(nullptr, nullptr);
+    EXPECT_EQ(tsRPC_Op26(server.Binding, "x", &list), 0x1A0000DDu);
+    rpc_ss_client_free(list);
+    EXPECT_EQ(server.Server.Connections(), 1) << "the answers were whole, so that the connection goes on";
+}
+
+static int storageCalls = 0;
+
+TEST(Storage, ThatCannotBeNotedIsGivenBack)
+{
+    Canned server("01000000 00000000 00000000 dd00001a");
+    ts_RecordEList *list = nullptr;
+    tsRPC_Op36(server.Binding, {}); // opens the connection
+    rpc_ss_set_client_alloc_free(countingAllocate, countingFree);
+    const int givenBefore = given, takenBefore = taken;
+    Plat_Sys.Malloc = [](size_t size) -> void * { return ++storageCalls == 2 ? nullptr : malloc(size); };
+    EXPECT_RAISES(rpc_x_no_memory, tsRPC_Op26(server.Binding, "x", &list));
+    Plat_Sys.Malloc = malloc;
+    EXPECT_EQ(storageCalls, 2) << "the call, and the note of the list's storage";
+    EXPECT_EQ(given - givenBefore, 1);
+    EXPECT_EQ(taken - takenBefore, 1);
     rpc_ss_set_client_alloc_free(nullptr, nullptr);
 }

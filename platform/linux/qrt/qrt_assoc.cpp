@@ -34,7 +34,7 @@ static void freeGroup(Qrt_Group *group)
 
 Qrt_Group *Qrt_NewGroup(Qrt_Protocol Protocol, const char *Host, const char *Endpoint)
 {
-    Qrt_Group *group = static_cast<Qrt_Group *>(Qrt_Sys.Malloc(sizeof(Qrt_Group)));
+    Qrt_Group *group = static_cast<Qrt_Group *>(Plat_Sys.Malloc(sizeof(Qrt_Group)));
     if (!group) return nullptr;
     memset(group, 0, sizeof *group);
     pthread_mutex_init(&group->Lock, nullptr);
@@ -220,7 +220,7 @@ static bool findContext(const Qrt_Association *association, const uuid_t *interf
 static u32 openOnce(Qrt_Group *group, u32 groupId, const Qrt_BindContext *context, i64 deadline, Qrt_Association **out,
                     bool *nak)
 {
-    Qrt_Association *association = static_cast<Qrt_Association *>(Qrt_Sys.Malloc(sizeof(Qrt_Association)));
+    Qrt_Association *association = static_cast<Qrt_Association *>(Plat_Sys.Malloc(sizeof(Qrt_Association)));
     if (!association) return rpc_s_no_memory;
     memset(association, 0, sizeof *association);
     u32 status = Qrt_StreamOpen(&association->Stream, group->Protocol, group->Host, group->Endpoint, deadline);

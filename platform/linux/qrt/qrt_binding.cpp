@@ -93,7 +93,7 @@ rpc_binding_handle_t Qrt_NewBinding(Qrt_Protocol Protocol, const uuid_t *Object,
         return nullptr;
     }
     *Status = rpc_s_no_memory;
-    rpc_binding_rep *binding = static_cast<rpc_binding_rep *>(Qrt_Sys.Malloc(sizeof(rpc_binding_rep)));
+    rpc_binding_rep *binding = static_cast<rpc_binding_rep *>(Plat_Sys.Malloc(sizeof(rpc_binding_rep)));
     if (!binding) return nullptr;
     memset(binding, 0, sizeof *binding);
     binding->Mark = QRT_BINDING_MARK;

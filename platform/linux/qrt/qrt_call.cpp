@@ -45,7 +45,7 @@ u32 Qrt_CallStart(rpc_binding_handle_t Binding, const rpc_if_id_t *Interface, u1
 {
     u32 status = Qrt_ResolveEndpoint(Binding, Interface);
     if (status != rpc_s_ok) return status;
-    rpc_call_rep *call = static_cast<rpc_call_rep *>(Qrt_Sys.Malloc(sizeof(rpc_call_rep)));
+    rpc_call_rep *call = static_cast<rpc_call_rep *>(Plat_Sys.Malloc(sizeof(rpc_call_rep)));
     if (!call) return rpc_s_no_memory;
     memset(call, 0, sizeof *call);
     call->Interface = Interface->uuid;
@@ -143,7 +143,7 @@ static u32 appendAnswer(rpc_call_rep *call, const u8 *data, size_t size)
     if (wanted > call->AnswerCapacity) {
         const size_t doubled = call->AnswerCapacity * 2;
         const size_t capacity = doubled > wanted ? doubled : wanted;
-        u8 *answer = static_cast<u8 *>(Qrt_Sys.Realloc(call->Answer, capacity));
+        u8 *answer = static_cast<u8 *>(Plat_Sys.Realloc(call->Answer, capacity));
         if (!answer) return rpc_s_no_memory;
         call->Answer = answer;
         call->AnswerCapacity = capacity;

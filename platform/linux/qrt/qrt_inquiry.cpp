@@ -72,7 +72,7 @@ void rpc_mgmt_ep_elt_inq_begin(rpc_binding_handle_t Mapper, u32 InquiryType, con
     if (*Status != rpc_s_ok) return;
 
     *Status = rpc_s_no_memory;
-    rpc_ep_inq_rep *inquiry = static_cast<rpc_ep_inq_rep *>(Qrt_Sys.Malloc(sizeof(rpc_ep_inq_rep)));
+    rpc_ep_inq_rep *inquiry = static_cast<rpc_ep_inq_rep *>(Plat_Sys.Malloc(sizeof(rpc_ep_inq_rep)));
     if (!inquiry) return;
     memset(inquiry, 0, offsetof(rpc_ep_inq_rep, Elements));
     inquiry->InquiryType = InquiryType;

@@ -7,7 +7,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include "qrt_sys.h"
+#include "plat_sys.h"
 #include "rpc_types.h"
 
 constexpr size_t QRT_UUID_TEXT = 37;
@@ -32,10 +32,6 @@ enum Qrt_Protocol : u8 { QRT_TCP = 0, QRT_LOCAL = 1 };
 constexpr const char *Qrt_ProtocolName[] = {"ncacn_ip_tcp", "ncacn_vela_ipc"};
 
 constexpr size_t QRT_PATH_SIZE = sizeof(sockaddr_un::sun_path);
-
-// The run directory without a slash at its end, made if it is missing. False when its path is too long or it cannot be
-// made or belongs to somebody else.
-bool Qrt_RunDirectory(char *Out, size_t Size);
 
 // The socket path of a local endpoint: itself when it has a slash, else a name below the run directory.
 bool Qrt_LocalPath(const char *Endpoint, char *Out, size_t Size);

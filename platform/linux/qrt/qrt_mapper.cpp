@@ -95,7 +95,7 @@ static u32 insertEntry(rpc_mapper *mapper, Entry *entry, bool replace)
     if (mapper->Count >= mapper->MaxEntries) return ept_s_no_memory;
     if (mapper->Count == mapper->Capacity) {
         const u32 capacity = mapper->Capacity == 0 ? 64 : mapper->Capacity * 2;
-        Entry *entries = static_cast<Entry *>(Qrt_Sys.Realloc(mapper->Entries, capacity * sizeof(Entry)));
+        Entry *entries = static_cast<Entry *>(Plat_Sys.Realloc(mapper->Entries, capacity * sizeof(Entry)));
         if (!entries) return ept_s_no_memory;
         mapper->Entries = entries;
         mapper->Capacity = capacity;

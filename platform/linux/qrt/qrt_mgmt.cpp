@@ -75,7 +75,7 @@ struct IfIds {
 static rpc_if_id_vector_t *newVector(u32 count)
 {
     const size_t head = offsetof(rpc_if_id_vector_t, if_id) + (count ? count : 1) * sizeof(rpc_if_id_t *);
-    u8 *block = static_cast<u8 *>(Qrt_Sys.Malloc(head + count * sizeof(rpc_if_id_t)));
+    u8 *block = static_cast<u8 *>(Plat_Sys.Malloc(head + count * sizeof(rpc_if_id_t)));
     if (!block) return nullptr;
     rpc_if_id_vector_t *vector = reinterpret_cast<rpc_if_id_vector_t *>(block);
     rpc_if_id_t *ids = reinterpret_cast<rpc_if_id_t *>(block + head);

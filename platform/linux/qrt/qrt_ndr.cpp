@@ -2,7 +2,7 @@
 
 #include "rpc_ndr.h"
 
-#include "qrt_sys.h"
+#include "plat_sys.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -142,7 +142,7 @@ static bool grow(rpc_ndr_writer *writer, size_t size)
         capacity *= 2;
     }
     const bool moved = writer->Data == writer->Room; // the first room is not ours to resize
-    u8 *data = static_cast<u8 *>(moved ? Qrt_Sys.Malloc(capacity) : Qrt_Sys.Realloc(writer->Data, capacity));
+    u8 *data = static_cast<u8 *>(moved ? Plat_Sys.Malloc(capacity) : Plat_Sys.Realloc(writer->Data, capacity));
     if (!data) return false;
     if (moved && writer->Size != 0) memcpy(data, writer->Room, writer->Size);
     writer->Data = data;

@@ -1,42 +1,19 @@
 // Where local endpoints live, which port mappers have, and the clock of deadlines.
 
 #include <strings.h>
-#include <sys/stat.h>
 #include <time.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "plat_rundir.h"
 #include "qrt_int.h"
 
 static const char *variable(const char *name)
 {
     const char *value = getenv(name);
     return value && *value ? value : nullptr;
-}
-
-bool Qrt_RunDirectory(char *Out, size_t Size)
-{
-    const char *chosen = variable("SORREL_RUNDIR");
-    const char *session = variable("XDG_RUNTIME_DIR");
-    int length;
-    if (chosen)
-        length = snprintf(Out, Size, "%s", chosen);
-    else if (session)
-        length = snprintf(Out, Size, "%s/sorrel", session);
-    else
-        length = snprintf(Out, Size, "%s/sorrel-%lu", variable("TMPDIR") ? variable("TMPDIR") : "/tmp",
-                          static_cast<unsigned long>(geteuid()));
-    if (length <= 0 || static_cast<size_t>(length) >= Size) return false;
-    for (; length > 1 && Out[length - 1] == '/'; --length) Out[length - 1] = '\0';
-
-    // A folder that somebody else made in a shared place would let him stand in for our servers.
-    struct stat found;
-    if (mkdir(Out, 0700) != 0 && errno != EEXIST) return false;
-    return lstat(Out, &found) == 0 && (S_ISDIR(found.st_mode) || chosen) && (chosen || found.st_uid == geteuid());
 }
 
 bool Qrt_LocalPath(const char *Endpoint, char *Out, size_t Size)
@@ -46,7 +23,7 @@ bool Qrt_LocalPath(const char *Endpoint, char *Out, size_t Size)
         length = snprintf(Out, Size, "%s", Endpoint);
     } else {
         char directory[QRT_PATH_SIZE];
-        if (!Qrt_RunDirectory(directory, sizeof directory)) return false;
+        if (Plat_RunDirectory(directory, sizeof directory) != 0) return false;
         length = snprintf(Out, Size, "%s/%s", directory, Endpoint);
     }
     return length > 0 && static_cast<size_t>(length) < Size;
@@ -55,7 +32,7 @@ bool Qrt_LocalPath(const char *Endpoint, char *Out, size_t Size)
 bool Qrt_IsThisHost(const char *Host)
 {
     char own[257] = {};
-    return *Host == '\0' || (gethostname(own, sizeof own - 1) == 0 && strcasecmp(Host, own) == 0);
+    return *Host == '\0' || (Plat_Sys.Gethostname(own, sizeof own - 1) == 0 && strcasecmp(Host, own) == 0);
 }
 
 constexpr u16 mapperPort = 135;

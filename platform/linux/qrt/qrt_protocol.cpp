@@ -160,7 +160,7 @@ static bool appendStub(Qrt_Connection *connection, const u8 *data, size_t size)
     if (wanted > connection->StubCapacity) {
         const size_t doubled = connection->StubCapacity * 2;
         const size_t capacity = doubled > wanted ? doubled : wanted;
-        u8 *stub = static_cast<u8 *>(Qrt_Sys.Realloc(connection->Stub, capacity));
+        u8 *stub = static_cast<u8 *>(Plat_Sys.Realloc(connection->Stub, capacity));
         if (!stub) return false;
         connection->Stub = stub;
         connection->StubCapacity = capacity;

@@ -1,8 +1,11 @@
 // Servers: endpoints, connections, threads.
 //
 // All threads wait on one poll set. A connection is armed for one event at a time (EPOLLONESHOT), so that the thread
-// which gets it has it to itself until it arms it again; idle connections cost no thread. To stop, the wake descriptor
-// becomes readable for good, each thread sees it once and ends, and only then are connections freed.
+// which gets it has it to itself until it arms it again; idle connections cost no thread. As long as at least half of
+// the threads have nothing to do, a thread stays with its connection for a moment after an answer: the next request of a
+// client that calls again and again then wakes the thread which waits for it, without a way through the poll set. To
+// stop, the wake descriptor becomes readable for good, each thread sees it once and ends, and only then are connections
+// freed.
 
 #include "rpc_server.h"
 
@@ -27,10 +30,12 @@
 constexpr u32 maxThreads = 64;
 constexpr int sendSeconds = 30; // a client that takes nothing for so long is given up
 constexpr size_t readSize = 16384;
+constexpr int stayMilliseconds = 5;
+constexpr u32 stayTurns = 256; // then the other connections have their turn
 
 rpc_server *rpc_server_create(const rpc_server_options *Options, u32 *Status)
 {
-    rpc_server *server = static_cast<rpc_server *>(Qrt_Sys.Malloc(sizeof(rpc_server)));
+    rpc_server *server = static_cast<rpc_server *>(Plat_Sys.Malloc(sizeof(rpc_server)));
     *Status = rpc_s_no_memory;
     if (!server) return nullptr;
     memset(server, 0, sizeof *server);
@@ -79,13 +84,13 @@ static Qrt_Endpoint *newEndpoint(rpc_server *server, Qrt_Protocol protocol, int 
     memset(endpoint, 0, sizeof *endpoint);
     endpoint->Protocol = protocol;
     *status = rpc_s_cannot_accept;
-    endpoint->Descriptor = Qrt_Sys.Socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    endpoint->Descriptor = Plat_Sys.Socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     return endpoint->Descriptor < 0 ? nullptr : endpoint;
 }
 
 static void useEndpoint(rpc_server *server, Qrt_Endpoint *endpoint, bool ready, u32 *status)
 {
-    if (ready && Qrt_Sys.Listen(endpoint->Descriptor, SOMAXCONN) == 0) {
+    if (ready && Plat_Sys.Listen(endpoint->Descriptor, SOMAXCONN) == 0) {
         ++server->EndpointCount;
         *status = rpc_s_ok;
     } else {
@@ -109,7 +114,7 @@ void rpc_server_use_tcp(rpc_server *Server, const char *Address, u16 Port, u16 *
     setsockopt(endpoint->Descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     struct sockaddr *generic = reinterpret_cast<struct sockaddr *>(&address);
     socklen_t size = sizeof address;
-    const bool ready = Qrt_Sys.Bind(endpoint->Descriptor, generic, size) == 0 &&
+    const bool ready = Plat_Sys.Bind(endpoint->Descriptor, generic, size) == 0 &&
                        getsockname(endpoint->Descriptor, generic, &size) == 0;
     memcpy(endpoint->Address, &address.sin_addr, sizeof endpoint->Address);
     endpoint->Port = ntohs(address.sin_port);
@@ -122,9 +127,9 @@ static bool isDeadSocket(const struct sockaddr_un *address)
 {
     struct stat found;
     if (lstat(address->sun_path, &found) != 0 || !S_ISSOCK(found.st_mode)) return false;
-    const int probe = Qrt_Sys.Socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const int probe = Plat_Sys.Socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (probe < 0) return false;
-    const int result = connect(probe, reinterpret_cast<const struct sockaddr *>(address), sizeof *address);
+    const int result = Plat_Sys.Connect(probe, reinterpret_cast<const struct sockaddr *>(address), sizeof *address);
     const bool dead = result != 0 && errno == ECONNREFUSED;
     close(probe);
     return dead;
@@ -141,9 +146,9 @@ void rpc_server_use_local(rpc_server *Server, const char *Name, u32 *Status)
     Qrt_Endpoint *endpoint = newEndpoint(Server, QRT_LOCAL, AF_UNIX, Status);
     if (!endpoint) return;
     const struct sockaddr *generic = reinterpret_cast<const struct sockaddr *>(&address);
-    bool ready = Qrt_Sys.Bind(endpoint->Descriptor, generic, sizeof address) == 0;
+    bool ready = Plat_Sys.Bind(endpoint->Descriptor, generic, sizeof address) == 0;
     if (!ready && errno == EADDRINUSE && isDeadSocket(&address) && unlink(address.sun_path) == 0)
-        ready = Qrt_Sys.Bind(endpoint->Descriptor, generic, sizeof address) == 0;
+        ready = Plat_Sys.Bind(endpoint->Descriptor, generic, sizeof address) == 0;
     struct stat own;
     if (ready && lstat(address.sun_path, &own) == 0) {
         endpoint->Device = own.st_dev;
@@ -242,7 +247,7 @@ static bool isLoopback(const Qrt_Endpoint *endpoint, const struct sockaddr_in *p
 static void addConnection(rpc_server *server, const Qrt_Endpoint *endpoint, int descriptor,
                           const struct sockaddr_in *peer)
 {
-    Qrt_Connection *connection = static_cast<Qrt_Connection *>(Qrt_Sys.Malloc(sizeof(Qrt_Connection)));
+    Qrt_Connection *connection = static_cast<Qrt_Connection *>(Plat_Sys.Malloc(sizeof(Qrt_Connection)));
     if (!connection) {
         close(descriptor);
         return;
@@ -278,8 +283,8 @@ static void acceptAll(rpc_server *server, Qrt_Endpoint *endpoint)
         if (full) break;
         struct sockaddr_in peer = {};
         socklen_t size = sizeof peer;
-        const int descriptor = Qrt_Sys.Accept4(endpoint->Descriptor, reinterpret_cast<struct sockaddr *>(&peer), &size,
-                                               SOCK_CLOEXEC | SOCK_NONBLOCK);
+        const int descriptor = Plat_Sys.Accept4(endpoint->Descriptor, reinterpret_cast<struct sockaddr *>(&peer), &size,
+                                                SOCK_CLOEXEC | SOCK_NONBLOCK);
         if (descriptor >= 0) {
             addConnection(server, endpoint, descriptor, &peer);
         } else if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS) {
@@ -301,14 +306,14 @@ static bool readSome(Qrt_Connection *connection)
 {
     if (connection->InCapacity - connection->InSize < readSize) {
         const size_t capacity = connection->InSize + readSize;
-        u8 *in = static_cast<u8 *>(Qrt_Sys.Realloc(connection->In, capacity));
+        u8 *in = static_cast<u8 *>(Plat_Sys.Realloc(connection->In, capacity));
         if (!in) return false;
         connection->In = in;
         connection->InCapacity = capacity;
     }
     for (;;) {
-        const ssize_t count = Qrt_Sys.Recv(connection->Descriptor, connection->In + connection->InSize,
-                                           connection->InCapacity - connection->InSize, MSG_DONTWAIT);
+        const ssize_t count = Plat_Sys.Recv(connection->Descriptor, connection->In + connection->InSize,
+                                            connection->InCapacity - connection->InSize, MSG_DONTWAIT);
         if (count > 0) {
             connection->InSize += static_cast<size_t>(count);
             return true;
@@ -319,9 +324,21 @@ static bool readSome(Qrt_Connection *connection)
     }
 }
 
+// Waits a moment for more of the client; false when nothing came, the server stops or threads are scarce.
+static bool stays(const Qrt_Connection *connection)
+{
+    const rpc_server *server = connection->Server;
+    if (__atomic_load_n(&server->Waiting, __ATOMIC_RELAXED) * 2 < server->Options.Threads) return false;
+    struct pollfd entries[2] = {{connection->Descriptor, POLLIN, 0}, {server->Wake, POLLIN, 0}};
+    return Plat_Sys.Poll(entries, 2, stayMilliseconds) > 0 && entries[1].revents == 0;
+}
+
 static void serve(Qrt_Connection *connection)
 {
-    if (readSome(connection) && Qrt_ServePdus(connection) && pass(connection, EPOLL_CTL_MOD)) return;
+    bool open = readSome(connection) && Qrt_ServePdus(connection);
+    for (u32 turn = 0; open && turn < stayTurns && stays(connection); ++turn)
+        open = readSome(connection) && Qrt_ServePdus(connection);
+    if (open && pass(connection, EPOLL_CTL_MOD)) return;
     endConnection(connection);
 }
 
@@ -336,10 +353,10 @@ bool Qrt_ServerSend(Qrt_Connection *Connection, const void *Head, size_t HeadSiz
         struct msghdr message = {};
         message.msg_iov = parts + first;
         message.msg_iovlen = first == 0 && BodySize != 0 ? 2 : 1;
-        ssize_t count = Qrt_Sys.Sendmsg(Connection->Descriptor, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+        ssize_t count = Plat_Sys.Sendmsg(Connection->Descriptor, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (count < 0 && errno == EAGAIN) {
             struct pollfd entries[2] = {{Connection->Descriptor, POLLOUT, 0}, {Connection->Server->Wake, POLLIN, 0}};
-            const int ready = Qrt_Sys.Poll(entries, 2, sendSeconds * 1000);
+            const int ready = Plat_Sys.Poll(entries, 2, sendSeconds * 1000);
             if (ready == 0 || (entries[1].revents & POLLIN)) return false;
             continue;
         }
@@ -361,7 +378,9 @@ static void *threadMain(void *argument)
     const u8 *endpoints = reinterpret_cast<const u8 *>(server->Endpoints);
     while (!__atomic_load_n(&server->Stopping, __ATOMIC_ACQUIRE)) {
         struct epoll_event event;
+        __atomic_add_fetch(&server->Waiting, 1, __ATOMIC_RELAXED);
         const int count = epoll_wait(server->PollSet, &event, 1, -1);
+        __atomic_sub_fetch(&server->Waiting, 1, __ATOMIC_RELAXED);
         if (count <= 0 || event.data.ptr == nullptr) continue; // interrupted, or the wake descriptor
         const u8 *what = static_cast<const u8 *>(event.data.ptr);
         if (what >= endpoints && what < endpoints + sizeof server->Endpoints) {
@@ -405,7 +424,7 @@ void rpc_server_register_ep(rpc_server *Server, const rpc_if_id_t *Interface, co
     if (strlen(Annotation) >= QRT_ANNOTATION_SIZE) return;
     for (u32 at = 0; at < Server->EndpointCount; ++at) {
         const Qrt_Endpoint *endpoint = &Server->Endpoints[at];
-        Qrt_MapEntry *entry = static_cast<Qrt_MapEntry *>(Qrt_Sys.Malloc(sizeof(Qrt_MapEntry)));
+        Qrt_MapEntry *entry = static_cast<Qrt_MapEntry *>(Plat_Sys.Malloc(sizeof(Qrt_MapEntry)));
         *Status = rpc_s_no_memory;
         if (!entry) return;
         memset(entry, 0, sizeof *entry);

@@ -75,6 +75,7 @@ struct rpc_server {
     u32 ThreadCount;
     pthread_t Threads[64];
     bool Stopping; // read and written atomically
+    u32 Waiting; // threads in the poll set; read and written atomically
     pthread_mutex_t PassLock; // held while a connection goes back to the poll set
     pthread_mutex_t Lock; // guards all below; never with PassLock
     u32 ConnectionCount;

@@ -68,7 +68,7 @@ static int waitFor(int descriptor, short events, i64 deadline, short *seen)
 {
     struct pollfd entry = {descriptor, events, 0};
     for (;;) {
-        const int count = Qrt_Sys.Poll(&entry, 1, Qrt_Remaining(deadline));
+        const int count = Plat_Sys.Poll(&entry, 1, Qrt_Remaining(deadline));
         if (count < 0 && errno == EINTR) continue;
         if (seen) *seen = entry.revents;
         return count;
@@ -99,10 +99,10 @@ static void tuneTcp(int descriptor)
 
 static u32 connectTo(const struct sockaddr *address, socklen_t size, i64 deadline, int *out)
 {
-    const int descriptor = Qrt_Sys.Socket(address->sa_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    const int descriptor = Plat_Sys.Socket(address->sa_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (descriptor < 0) return Qrt_StatusOfConnect(errno);
     u32 status = rpc_s_ok;
-    if (Qrt_Sys.Connect(descriptor, address, size) != 0) {
+    if (Plat_Sys.Connect(descriptor, address, size) != 0) {
         const bool underWay = errno == EINPROGRESS || errno == EINTR;
         status = underWay ? finishConnect(descriptor, deadline) : Qrt_StatusOfConnect(errno);
     }
@@ -140,7 +140,7 @@ static u32 openTcp(const char *host, const char *endpoint, i64 deadline, int *ou
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_flags = AI_NUMERICSERV;
     struct addrinfo *found = nullptr;
-    const int error = Qrt_Sys.Getaddrinfo(*host ? host : "127.0.0.1", endpoint, &hints, &found);
+    const int error = Plat_Sys.Getaddrinfo(*host ? host : "127.0.0.1", endpoint, &hints, &found);
     if (error != 0) return statusOfResolver(error);
     u32 status = rpc_s_inval_net_addr;
     for (const struct addrinfo *at = found; at && status != rpc_s_ok; at = at->ai_next)
@@ -153,7 +153,7 @@ u32 Qrt_StreamOpen(Qrt_Stream *Stream, Qrt_Protocol Protocol, const char *Host, 
 {
     *Stream = {};
     Stream->Descriptor = -1;
-    Stream->Buffer = static_cast<u8 *>(Qrt_Sys.Malloc(firstCapacity));
+    Stream->Buffer = static_cast<u8 *>(Plat_Sys.Malloc(firstCapacity));
     if (!Stream->Buffer) return rpc_s_no_memory;
     Stream->Capacity = firstCapacity;
     const u32 status = Protocol == QRT_LOCAL ? openLocal(Endpoint, Deadline, &Stream->Descriptor)
@@ -174,7 +174,7 @@ bool Qrt_StreamIsQuiet(const Qrt_Stream *Stream)
 {
     u8 octet;
     if (Stream->Next != Stream->End) return false;
-    const ssize_t count = Qrt_Sys.Recv(Stream->Descriptor, &octet, 1, MSG_PEEK | MSG_DONTWAIT);
+    const ssize_t count = Plat_Sys.Recv(Stream->Descriptor, &octet, 1, MSG_PEEK | MSG_DONTWAIT);
     return count < 0 && (errno == EAGAIN || errno == EINTR);
 }
 
@@ -209,7 +209,7 @@ u32 Qrt_StreamSend(Qrt_Stream *Stream, const void *Head, size_t HeadSize, const 
         const bool headDone = parts[0].iov_len == 0;
         message.msg_iov = headDone ? &parts[1] : parts;
         message.msg_iovlen = headDone || BodySize == 0 ? 1 : 2;
-        const ssize_t count = Qrt_Sys.Sendmsg(Stream->Descriptor, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t count = Plat_Sys.Sendmsg(Stream->Descriptor, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (count < 0) {
             if (errno == EINTR) continue;
             if (errno != EAGAIN) return Qrt_StatusOfTransfer(errno);
@@ -254,7 +254,7 @@ static u32 fill(Qrt_Stream *stream, size_t size, const Qrt_Patience *patience)
         const u32 status = awaitData(stream, patience, begun, &flags);
         if (status != rpc_s_ok) return status;
         const ssize_t count =
-            Qrt_Sys.Recv(stream->Descriptor, stream->Buffer + stream->End, stream->Capacity - stream->End, flags);
+            Plat_Sys.Recv(stream->Descriptor, stream->Buffer + stream->End, stream->Capacity - stream->End, flags);
         if (count == 0) return begun ? rpc_s_comm_failure : rpc_s_connection_closed;
         if (count < 0) {
             if (errno == EINTR || errno == EAGAIN) continue;
@@ -274,7 +274,7 @@ static bool makeRoom(Qrt_Stream *stream, size_t size)
         stream->Begin = 0;
     }
     if (size <= stream->Capacity) return true;
-    u8 *buffer = static_cast<u8 *>(Qrt_Sys.Realloc(stream->Buffer, size));
+    u8 *buffer = static_cast<u8 *>(Plat_Sys.Realloc(stream->Buffer, size));
     if (!buffer) return false;
     stream->Buffer = buffer;
     stream->Capacity = size;

@@ -11,7 +11,7 @@
 unsigned_char_p_t Qrt_NewString(const char *Text)
 {
     const size_t size = strlen(Text) + 1;
-    void *copy = Qrt_Sys.Malloc(size);
+    void *copy = Plat_Sys.Malloc(size);
     if (copy) memcpy(copy, Text, size);
     return static_cast<unsigned_char_p_t>(copy);
 }
@@ -77,7 +77,7 @@ void rpc_string_binding_compose(const unsigned_char_t *ObjectUuid, const unsigne
     const size_t size = strlen(objectText) + escapedSize(protocol, protocolSpecial) +
                         escapedSize(address, addressSpecial) + escapedSize(endpoint, endpointSpecial) +
                         strlen(options) + sizeof ":[,]";
-    char *text = static_cast<char *>(Qrt_Sys.Malloc(size));
+    char *text = static_cast<char *>(Plat_Sys.Malloc(size));
     if (!text) {
         *Status = rpc_s_no_memory;
         return;
@@ -193,7 +193,7 @@ static bool split(const char *text, Parts *parts)
 
 static unsigned_char_p_t newUnescaped(Span span)
 {
-    char *text = static_cast<char *>(Qrt_Sys.Malloc(static_cast<size_t>(span.End - span.Begin) + 1));
+    char *text = static_cast<char *>(Plat_Sys.Malloc(static_cast<size_t>(span.End - span.Begin) + 1));
     if (!text) return nullptr;
     char *out = text;
     for (const char *at = span.Begin; at < span.End; ++at) {
@@ -223,7 +223,7 @@ void rpc_string_binding_parse(const unsigned_char_t *StringBinding, unsigned_cha
     if (!StringBinding) return;
 
     Parts parts = {};
-    parts.Options = static_cast<char *>(Qrt_Sys.Malloc(strlen(Qrt_Chars(StringBinding)) + 1));
+    parts.Options = static_cast<char *>(Plat_Sys.Malloc(strlen(Qrt_Chars(StringBinding)) + 1));
     if (!parts.Options) {
         *Status = rpc_s_no_memory;
         return;

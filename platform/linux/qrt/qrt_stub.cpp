@@ -30,7 +30,7 @@ void rpc_ss_init_node_table(rpc_ss_node_table *Nodes, rpc_ss_marsh_state_t *)
 
 static void *plainAllocate(size_t size)
 {
-    return Qrt_Sys.Malloc(size);
+    return Plat_Sys.Malloc(size);
 }
 
 void rpc_ss_mts_client_estab_alloc(rpc_ss_marsh_state_t *State)

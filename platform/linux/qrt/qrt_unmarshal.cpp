@@ -5,6 +5,7 @@
 // structure carries twice (as field and as array bound) has to be the same both times, since the caller will use the
 // field to walk the array.
 
+#include "plat_sys.h"
 #include "qrt_vector.h"
 
 #include <cstdlib>
@@ -159,10 +160,11 @@ static void getStruct(const Unmarshaller *u, const Qrt_Type *type, u8 *base, u32
 static u8 *allocate(const Unmarshaller *u, size_t size, u8 *place)
 {
     rpc_ss_marsh_state_t *state = u->State;
-    rpc_ss_mem_block *link = static_cast<rpc_ss_mem_block *>(malloc(sizeof(rpc_ss_mem_block)));
-    void *block = link ? state->Allocate(size) : nullptr;
-    if (!block) {
-        free(link);
+    void *const block = state->Allocate(size); // a host's routine may raise, so nothing is held yet
+    if (!block) exc_raise(&rpc_x_no_memory);
+    rpc_ss_mem_block *link = static_cast<rpc_ss_mem_block *>(Plat_Sys.Malloc(sizeof(rpc_ss_mem_block)));
+    if (!link) {
+        state->Free(block);
         exc_raise(&rpc_x_no_memory);
     }
     memset(block, 0, size);

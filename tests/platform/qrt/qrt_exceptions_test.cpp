@@ -39,6 +39,167 @@ TEST(ExceptionObjects, OfStatusesHaveTheStatusAsTheirValue)
     EXPECT_EQ(pthread_cancel_e.Kind, 1u);
 }
 
+// The public catalogue's number of every name. unknown_remote_fault has none there: it stands with "unspecified fault".
+TEST(ExceptionObjects, OfStatusesHaveThePublishedNumbers)
+{
+    static const struct {
+        const exc_Object *Object;
+        u32 Number;
+    } rows[] = {
+        {&rpc_x_assoc_grp_not_found, 0x038},
+        {&rpc_x_cancel_timeout, 0x030},
+        {&rpc_x_coding_error, 0x01A},
+        {&rpc_x_comm_failure, 0x016},
+        {&rpc_x_context_id_not_found, 0x058},
+        {&rpc_x_endpoint_not_found, 0x01F},
+        {&rpc_x_in_args_too_big, 0x00D},
+        {&rpc_x_invalid_binding, 0x01D},
+        {&rpc_x_invalid_bound, 0x07D},
+        {&rpc_x_invalid_call_opt, 0x02E},
+        {&rpc_x_invalid_naf_id, 0x02A},
+        {&rpc_x_invalid_rpc_protseq, 0x020},
+        {&rpc_x_invalid_tag, 0x07E},
+        {&rpc_x_invalid_timeout, 0x028},
+        {&rpc_x_manager_not_entered, 0x06E},
+        {&rpc_x_max_descs_exceeded, 0x026},
+        {&rpc_x_no_fault, 0x02F},
+        {&rpc_x_no_memory, 0x012},
+        {&rpc_x_not_rpc_tower, 0x069},
+        {&rpc_x_object_not_found, 0x01B},
+        {&rpc_x_op_rng_error, 0x001},
+        {&rpc_x_protocol_error, 0x03E},
+        {&rpc_x_protseq_not_supported, 0x05D},
+        {&rpc_x_rpcd_comm_failure, 0x017},
+        {&rpc_x_server_too_busy, 0x070},
+        {&rpc_x_unknown_if, 0x02C},
+        {&rpc_x_unknown_error, 0x0DA},
+        {&rpc_x_unknown_mgr_type, 0x050},
+        {&rpc_x_unknown_reject, 0x060},
+        {&rpc_x_unknown_remote_fault, 0x087},
+        {&rpc_x_unsupported_type, 0x02D},
+        {&rpc_x_who_are_you_failed, 0x05F},
+        {&rpc_x_wrong_boot_time, 0x006},
+        {&rpc_x_wrong_kind_of_binding, 0x065},
+        {&uuid_x_getconf_failure, 0x08A},
+        {&uuid_x_internal_error, 0x08D},
+        {&uuid_x_no_address, 0x08B},
+        {&uuid_x_socket_failure, 0x089},
+        {&rpc_x_access_control_info_inv, 0x04A},
+        {&rpc_x_assoc_grp_max_exceeded, 0x052},
+        {&rpc_x_assoc_shutdown, 0x056},
+        {&rpc_x_cannot_accept, 0x037},
+        {&rpc_x_cannot_connect, 0x034},
+        {&rpc_x_cant_inq_socket, 0x029},
+        {&rpc_x_connect_closed_by_rem, 0x04C},
+        {&rpc_x_connect_no_resources, 0x044},
+        {&rpc_x_connect_rejected, 0x042},
+        {&rpc_x_connect_timed_out, 0x041},
+        {&rpc_x_connection_aborted, 0x035},
+        {&rpc_x_connection_closed, 0x036},
+        {&rpc_x_host_unreachable, 0x049},
+        {&rpc_x_invalid_endpoint_format, 0x04E},
+        {&rpc_x_loc_connect_aborted, 0x04B},
+        {&rpc_x_network_unreachable, 0x043},
+        {&rpc_x_no_rem_endpoint, 0x047},
+        {&rpc_x_rem_host_crashed, 0x04D},
+        {&rpc_x_rem_host_down, 0x048},
+        {&rpc_x_rem_network_shutdown, 0x045},
+        {&rpc_x_rpc_prot_version_mismatch, 0x072},
+        {&rpc_x_string_too_long, 0x00E},
+        {&rpc_x_too_many_rem_connects, 0x046},
+        {&rpc_x_tsyntaxes_unsupported, 0x057},
+        {&rpc_x_binding_vector_full, 0x0B9},
+        {&rpc_x_entry_not_found, 0x0A0},
+        {&rpc_x_group_not_found, 0x095},
+        {&rpc_x_incomplete_name, 0x094},
+        {&rpc_x_invalid_arg, 0x063},
+        {&rpc_x_invalid_import_context, 0x0AE},
+        {&rpc_x_invalid_inquiry_context, 0x0A1},
+        {&rpc_x_invalid_inquiry_type, 0x0A9},
+        {&rpc_x_invalid_lookup_context, 0x0B8},
+        {&rpc_x_invalid_name_syntax, 0x096},
+        {&rpc_x_invalid_object, 0x03A},
+        {&rpc_x_invalid_vers_option, 0x0BD},
+        {&rpc_x_name_service_unavailable, 0x093},
+        {&rpc_x_no_env_setup, 0x0C4},
+        {&rpc_x_no_more_bindings, 0x0B5},
+        {&rpc_x_no_more_elements, 0x0A7},
+        {&rpc_x_not_found, 0x09C},
+        {&rpc_x_not_rpc_entry, 0x0B7},
+        {&rpc_x_obj_uuid_not_found, 0x0B4},
+        {&rpc_x_profile_not_found, 0x09B},
+        {&rpc_x_unsupported_name_syntax, 0x0A6},
+        {&rpc_x_auth_bad_integrity, 0x0E6},
+        {&rpc_x_auth_badaddr, 0x0ED},
+        {&rpc_x_auth_baddirection, 0x0F5},
+        {&rpc_x_auth_badkeyver, 0x0F2},
+        {&rpc_x_auth_badmatch, 0x0EB},
+        {&rpc_x_auth_badorder, 0x0F1},
+        {&rpc_x_auth_badseq, 0x0F7},
+        {&rpc_x_auth_badversion, 0x0EE},
+        {&rpc_x_auth_field_toolong, 0x0F9},
+        {&rpc_x_auth_inapp_cksum, 0x0F8},
+        {&rpc_x_auth_method, 0x0F6},
+        {&rpc_x_auth_msg_type, 0x0EF},
+        {&rpc_x_auth_modified, 0x0F0},
+        {&rpc_x_auth_mut_fail, 0x0F4},
+        {&rpc_x_auth_nokey, 0x0F3},
+        {&rpc_x_auth_not_us, 0x0EA},
+        {&rpc_x_auth_repeat, 0x0E9},
+        {&rpc_x_auth_skew, 0x0EC},
+        {&rpc_x_auth_tkt_expired, 0x0E7},
+        {&rpc_x_auth_tkt_nyv, 0x0E8},
+        {&rpc_x_call_id_not_found, 0x0E4},
+        {&rpc_x_credentials_too_large, 0x0E3},
+        {&rpc_x_invalid_checksum, 0x0E1},
+        {&rpc_x_invalid_crc, 0x0FA},
+        {&rpc_x_invalid_credentials, 0x0E2},
+        {&rpc_x_key_id_not_found, 0x0E5},
+        {&rpc_x_ss_char_trans_open_fail, 0x0DB},
+        {&rpc_x_ss_char_trans_short_file, 0x0DC},
+        {&rpc_x_ss_context_damaged, 0x0DD},
+        {&rpc_x_ss_context_mismatch, 0x075},
+        {&rpc_x_ss_in_null_context, 0x0DE},
+        {&rpc_x_ss_pipe_closed, 0x07F},
+        {&rpc_x_ss_pipe_comm_error, 0x080},
+        {&rpc_x_ss_pipe_discipline_error, 0x081},
+        {&rpc_x_ss_pipe_empty, 0x082},
+        {&rpc_x_ss_pipe_memory, 0x083},
+        {&rpc_x_ss_pipe_order, 0x084},
+        {&rpc_x_ss_remote_comm_failure, 0x085},
+        {&rpc_x_ss_remote_no_memory, 0x086},
+        {&rpc_x_ss_bad_buffer, 0x110},
+        {&rpc_x_ss_bad_es_action, 0x111},
+        {&rpc_x_ss_wrong_es_version, 0x112},
+    };
+    static_assert(sizeof rows / sizeof rows[0] == 125);
+    for (const auto &row : rows) {
+        EXPECT_EQ(row.Object->Kind, 2u) << qrt_exception_name(row.Object);
+        EXPECT_EQ(row.Object->Value, 0x0DCE6000u + row.Number) << qrt_exception_name(row.Object);
+    }
+}
+
+TEST(StatusNumbers, OfTheMapperAndOfCallsAreThePublishedOnes)
+{
+    EXPECT_EQ(rpc_s_call_cancelled, 0x0DCE6031u);
+    EXPECT_EQ(rpc_s_invalid_string_binding, 0x0DCE6040u);
+    EXPECT_EQ(rpc_s_inval_net_addr, 0x0DCE602Bu);
+    EXPECT_EQ(rpc_s_call_timeout, 0x0DCE606Cu);
+    EXPECT_EQ(rpc_s_binding_incomplete, 0x0DCE60FBu);
+    EXPECT_EQ(rpc_s_unknown_ifspec_vers, 0x0DCE60FEu);
+    EXPECT_EQ(rpc_s_not_listening, 0x0DCE610Fu);
+    EXPECT_EQ(rpc_s_mgmt_op_disallowed, 0x0DCE606Du);
+    EXPECT_EQ(rpc_s_invalid_type, 0x0DCE603Bu);
+    EXPECT_EQ(uuid_s_invalid_string_uuid, 0x0DCE608Fu);
+    EXPECT_EQ(rpc_s_no_more_elements, 0x0DCE60A7u);
+    EXPECT_EQ(rpc_s_wire(rpc_s_no_more_elements), 0x16C9A0A7u);
+    const u32 mapper[] = {ept_s_cant_perform_op, ept_s_no_memory,         ept_s_database_invalid,
+                          ept_s_cant_create,     ept_s_cant_access,       ept_s_database_already_open,
+                          ept_s_invalid_entry,   ept_s_update_failed,     ept_s_invalid_context,
+                          ept_s_not_registered,  ept_s_server_unavailable};
+    for (u32 at = 0; at < 11; ++at) EXPECT_EQ(mapper[at], 0x16C9A0CDu + at);
+}
+
 TEST(ExceptionOfStatus, IsTheObjectOfTheSameNameInEitherBase)
 {
     for (const Qrt_ExceptionRow &row : Qrt_ExceptionTable) {

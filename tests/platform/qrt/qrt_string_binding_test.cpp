@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "qrt_sys.h"
+#include "plat_sys.h"
 #include "rpc_binding.h"
 #include "rpc_mgmt.h"
 
@@ -166,7 +166,7 @@ static void *failingMalloc(size_t size)
 TEST(StringBindings, NoMemoryIsAStatusWherever)
 {
     const std::string whole = std::string(object) + "@ncacn_ip_tcp:a[1,x=y]";
-    Qrt_Sys.Malloc = failingMalloc;
+    Plat_Sys.Malloc = failingMalloc;
     for (int room = 0; room < 30; ++room) {
         allocationsLeft = room;
         rpc_binding_handle_t binding;
@@ -176,7 +176,7 @@ TEST(StringBindings, NoMemoryIsAStatusWherever)
         if (status == rpc_s_ok) {
             EXPECT_GT(room, 5);
             rpc_binding_free(&binding, &status);
-            Qrt_Sys.Malloc = malloc;
+            Plat_Sys.Malloc = malloc;
             return;
         }
         EXPECT_EQ(status, rpc_s_no_memory) << room;

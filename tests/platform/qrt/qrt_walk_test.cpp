@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "plat_sys.h"
 #include "qrt_epmap.h"
-#include "qrt_sys.h"
 #include "raw_server.h"
 #include "rpc_binding.h"
 #include "rpc_call.h"
@@ -489,7 +489,7 @@ TEST(Server, EchoesEverySizeThroughEveryFragmentSize)
             rpc_binding_handle_t binding =
                 Raw_Bind(strcmp(way, "tcp") == 0 ? "ncacn_ip_tcp:127.0.0.1[" + std::to_string(server.Port) + "]"
                                                  : std::string("ncacn_vela_ipc:[echo]"));
-            for (const size_t size : {0, 1, 7, 8, 9, 39, 40, 41, 63, 64, 65, 1000, 5816, 5817, 100001}) {
+            for (const size_t size : {0u, 1u, 7u, 8u, 9u, 39u, 40u, 41u, 63u, 64u, 65u, 1000u, 5816u, 5817u, 100001u}) {
                 Octets in(size), out;
                 for (size_t at = 0; at < size; ++at) in[at] = static_cast<u8>(at * 31);
                 ASSERT_EQ(callEcho(binding, in, &out), rpc_s_ok) << way << ' ' << fragment << ' ' << size;

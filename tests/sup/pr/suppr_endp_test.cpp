@@ -4,14 +4,19 @@
 
 #include <gtest/gtest.h>
 
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "comrl_stubs.h"
+#include "plat_sys.h"
 #include "ring_reader.h"
 #include "rpc_binding.h"
 #include "rpc_mapper.h"
@@ -22,6 +27,7 @@
 #include "suppr_bindings.h"
 #include "suppr_exceptions.h"
 #include "tks_memory.h"
+#include "ts_scheduler.h"
 
 constexpr rpc_if_id_t listener = {{0x00939856, 0xb996, 0x1cb2, 0xa1, 0xd2, {0x10, 0, 0x5a, 0x4f, 0xa4, 0x41}}, 1, 0};
 
@@ -92,12 +98,43 @@ struct Listener {
     ~Listener() { rpc_server_destroy(Server); }
 };
 
+struct Told {
+    std::vector<i32> States;
+    std::vector<u32> Statuses;
+    std::string Host;
+};
+
+static void tell(void *argument, const char *host, i32 state, u32 status)
+{
+    Told *told = static_cast<Told *>(argument);
+    told->States.push_back(state);
+    told->Statuses.push_back(status);
+    told->Host = host;
+}
+
+static u32 list(u16 *count, SupPR_RegionEntry *entries, i32 all, Told *told, rpc_if_handle_t spec = ComRL_v1_0_c_ifspec)
+{
+    return SupPR_ListRegionNames("not used", spec, count, entries, all, told ? tell : nullptr, told);
+}
+
 static u32 findServer(const char *hosts, const char *annotation, std::string *text, const uuid_t *object = nullptr)
 {
     char buffer[512] = "untouched";
     const u32 code = SupPR_BindingStringFromAnnotation(hosts, ComRL_v1_0_c_ifspec, object, annotation, buffer);
     *text = buffer;
     return code;
+}
+
+TEST(ResultCodes, HaveTheirValues)
+{
+    EXPECT_EQ(SUPPR_ERR_NOT_FOUND, 0x1C20000Au);
+    EXPECT_EQ(SUPPR_ERR_NO_ANNOTATION, 0x1C200011u);
+    EXPECT_EQ(SUPPR_ERR_NO_HOST_LIST, 0x1C200012u);
+    EXPECT_EQ(rpc_c_ep_match_by_if, 1u);
+    EXPECT_EQ(rpc_c_ep_match_by_both, 3u);
+    EXPECT_EQ(rpc_c_vers_compatible, 2u);
+    EXPECT_EQ(rpc_c_binding_default_timeout, 5u);
+    EXPECT_EQ(rpc_s_no_more_elements, 0x0DCE60A7u);
 }
 
 TEST(BindingFromAnnotation, NeedsAnAnnotation)
@@ -155,6 +192,120 @@ TEST(BindingFromAnnotation, APathWithFewSlashesIsTheRegionItself)
     EXPECT_EQ(findServer(nullptr, "MID", &text), ERZ_OK);
 }
 
+TEST(BindingFromAnnotation, AWholePathIsComparedUpToTheFirstBlank)
+{
+    Rpc_Room room;
+    Listener server("/.:/vela/ABC words behind it", false, true, nullptr, "a");
+    Listener region("vela/ABD/ts", false, true, nullptr, "b");
+    std::string text;
+    EXPECT_EQ(findServer(nullptr, "/.:/vela/ABC", &text), ERZ_OK);
+    EXPECT_EQ(findServer(nullptr, "/.:/vela/ABC words", &text), SUPPR_ERR_NOT_FOUND);
+    EXPECT_EQ(findServer(nullptr, "/.:/vela/AB", &text), SUPPR_ERR_NOT_FOUND);
+    EXPECT_EQ(findServer(nullptr, "vela", &text), ERZ_OK) << "the last component but one";
+    EXPECT_EQ(findServer(nullptr, "ABC", &text), SUPPR_ERR_NOT_FOUND);
+    EXPECT_EQ(findServer(nullptr, "ABD", &text), ERZ_OK);
+    EXPECT_EQ(findServer(nullptr, "vela/ABD/ts", &text), SUPPR_ERR_NOT_FOUND) << "without a slash in front no path";
+}
+
+TEST(BindingFromAnnotation, HostsAreAskedInTheirOrderAndADeadOneIsPassedOver)
+{
+    Rpc_Room room;
+    Listener server("vela/FAR/ts", true, false);
+    static std::vector<std::string> asked;
+    Plat_Sys.Getaddrinfo = [](const char *host, const char *service, const struct addrinfo *hints,
+                              struct addrinfo **found) {
+        asked.emplace_back(host);
+        return strncmp(host, "dead", 4) == 0 ? EAI_NONAME : getaddrinfo("127.0.0.1", service, hints, found);
+    };
+    std::string text;
+    EXPECT_EQ(findServer("deadone alpha beta", "FAR", &text), ERZ_OK);
+    ASSERT_GE(asked.size(), 2u);
+    EXPECT_EQ(asked[0], "deadone");
+    EXPECT_EQ(asked[1], "alpha");
+    for (const std::string &host : asked) EXPECT_NE(host, "beta") << "the search has ended by then";
+
+    asked.clear();
+    unsetenv("VELA_HOSTS");
+    EXPECT_EQ(findServer(nullptr, "FAR", &text), SUPPR_ERR_NOT_FOUND);
+    EXPECT_TRUE(asked.empty()) << "this host alone, through its own socket";
+    setenv("VELA_HOSTS", ("gamma " + localName()).c_str(), 1);
+    EXPECT_EQ(findServer(nullptr, "FAR", &text), ERZ_OK);
+    ASSERT_FALSE(asked.empty());
+    EXPECT_EQ(asked[0], "gamma");
+    for (const std::string &host : asked) EXPECT_NE(host, localName());
+}
+
+// The walk gives up on a host that takes the connection and says nothing: three seconds by its time-out of 2.
+TEST(BindingFromAnnotation, ASilentHostCostsThreeSeconds)
+{
+    Rpc_Room room(false);
+    const int silent = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    struct sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    struct sockaddr *const generic = reinterpret_cast<struct sockaddr *>(&address);
+    ASSERT_EQ(bind(silent, generic, size), 0);
+    ASSERT_EQ(listen(silent, 8), 0);
+    ASSERT_EQ(getsockname(silent, generic, &size), 0);
+    setenv("QRT_EPMAP_PORT", std::to_string(ntohs(address.sin_port)).c_str(), 1);
+    u16 count = 0;
+    Told told;
+    const auto before = std::chrono::steady_clock::now();
+    list(&count, nullptr, 1, &told);
+    const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - before).count();
+    EXPECT_GE(took, 2.9);
+    EXPECT_LE(took, 5.0);
+    EXPECT_EQ(told.States, (std::vector<i32>{SUPPR_WALK_STARTS, SUPPR_WALK_BROKEN}));
+    EXPECT_EQ(told.Statuses[1], rpc_s_connect_timed_out);
+    close(silent);
+}
+
+TEST(BindingFromAnnotation, TheTestsTimeOutIsTheCallersAndThenTheDefault)
+{
+    Rpc_Room room;
+    Listener server("vela/TIM/ts", false, true);
+    rpc_binding_handle_t binding;
+    u32 status, timeout = 3;
+    ASSERT_EQ(SupPR_BindingFromAnnotation(nullptr, ComRL_v1_0_c_ifspec, nullptr, "TIM", &binding, nullptr, 1, &timeout),
+              ERZ_OK);
+    rpc_mgmt_inq_com_timeout(binding, &timeout, &status);
+    EXPECT_EQ(timeout, 5u) << "the first match is not tested and so not touched";
+    rpc_binding_free(&binding, &status);
+    timeout = 11; // no such time-out: the call that sets it fails, and that is not looked at
+    ASSERT_EQ(SupPR_BindingFromAnnotation(nullptr, ComRL_v1_0_c_ifspec, nullptr, "TIM", &binding, nullptr, 0, &timeout),
+              ERZ_OK);
+    rpc_binding_free(&binding, &status);
+}
+
+TEST(BindingFromAnnotation, TheTimeOutBoundsTheTestOfAServer)
+{
+    Rpc_Room room;
+    const std::string path = std::string(room.Directory) + "/mute";
+    const int mute = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    struct sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    strcpy(address.sun_path, path.c_str());
+    {
+        Listener real("vela/MUT/ts", false, true, nullptr, "mute");
+        unlink(path.c_str()); // the entry stays, and behind it stands a socket that says nothing
+        ASSERT_EQ(bind(mute, reinterpret_cast<struct sockaddr *>(&address), sizeof address), 0);
+        ASSERT_EQ(listen(mute, 8), 0);
+        rpc_binding_handle_t binding;
+        const u32 timeout = 0;
+        const auto before = std::chrono::steady_clock::now();
+        EXPECT_EQ(
+            SupPR_BindingFromAnnotation(nullptr, ComRL_v1_0_c_ifspec, nullptr, "MUT", &binding, nullptr, 0, &timeout),
+            SUPPR_ERR_NOT_FOUND);
+        const double took = std::chrono::duration<double>(std::chrono::steady_clock::now() - before).count();
+        EXPECT_GE(took, 0.9);
+        EXPECT_LE(took, 3.0) << "one second, not the twenty of the default";
+        EXPECT_EQ(binding, nullptr);
+    }
+    close(mute);
+    unlink(path.c_str());
+}
+
 TEST(BindingFromAnnotation, TheLocalHostCountsOnlyOverItsLocalProtocol)
 {
     Rpc_Room room;
@@ -174,7 +325,7 @@ TEST(BindingFromAnnotation, OtherHostsCountOnlyOverTheNetwork)
     EXPECT_EQ(findServer("127.0.0.1", "LOC", &text), ERZ_OK); // found at home
     EXPECT_EQ(text.rfind("ncacn_vela_ipc:", 0), 0u);
     EXPECT_EQ(rpc_mapper_entry_count(mapper), 1u);
-    setenv("SORREL_RUNDIR", "/nowhere", 1); // this host has no mapper socket, and its loopback one is asked
+    setenv("SORREL_RUNDIR", "/dev/null/none", 1); // this host has no mapper socket, and its loopback one is asked
     EXPECT_EQ(findServer(nullptr, "LOC", &text), ERZ_OK);
     setenv("SORREL_RUNDIR", room.Directory, 1);
 }
@@ -251,25 +402,6 @@ TEST(BindingFromAnnotation, LeavesThroughItsExitPoints)
 
 // ---- regions
 
-struct Told {
-    std::vector<i32> States;
-    std::vector<u32> Statuses;
-    std::string Host;
-};
-
-static void tell(void *argument, const char *host, i32 state, u32 status)
-{
-    Told *told = static_cast<Told *>(argument);
-    told->States.push_back(state);
-    told->Statuses.push_back(status);
-    told->Host = host;
-}
-
-static u32 list(u16 *count, SupPR_RegionEntry *entries, i32 all, Told *told, rpc_if_handle_t spec = ComRL_v1_0_c_ifspec)
-{
-    return SupPR_ListRegionNames("not used", spec, count, entries, all, told ? tell : nullptr, told);
-}
-
 TEST(ListRegionNames, ListsEachRegionOnceWithItsDescription)
 {
     Rpc_Room room;
@@ -331,6 +463,64 @@ TEST(ListRegionNames, FieldsMayBeFullWithoutATerminator)
     static_assert(sizeof(SupPR_RegionEntry) == 70);
 }
 
+TEST(ListRegionNames, ADescriptionOf61CharactersHasNoTerminator)
+{
+    Rpc_Room room;
+    const std::string words(61, 'w');
+    Listener server(("R " + words).c_str(), false, true);
+    struct {
+        SupPR_RegionEntry Entry;
+        char Behind;
+    } out = {{}, 'x'};
+    u16 count = 1;
+    list(&count, &out.Entry, 1, nullptr);
+    EXPECT_STREQ(out.Entry.Name, "R");
+    EXPECT_EQ(std::string(out.Entry.Description, 61), words);
+    EXPECT_EQ(out.Behind, 'x');
+    static_assert(offsetof(SupPR_RegionEntry, Name) == 0 && offsetof(SupPR_RegionEntry, Description) == 9);
+}
+
+TEST(ListRegionNames, ShortTextsFillTheirFieldsWithZeros)
+{
+    Rpc_Room room;
+    Listener server("vela/AB/ts xyz", false, true);
+    SupPR_RegionEntry entry;
+    memset(&entry, 0xEE, sizeof entry);
+    u16 count = 1;
+    list(&count, &entry, 1, nullptr);
+    EXPECT_EQ(memcmp(entry.Name, "AB\0\0\0\0\0\0", 9), 0);
+    EXPECT_EQ(std::string(entry.Description, 61), "xyz" + std::string(58, '\0'));
+}
+
+TEST(ListRegionNames, ARegionBeyondTheRoomCountsEachTime)
+{
+    Rpc_Room room;
+    Listener one("vela/ONE/ts", true, true, nullptr, "a"); // two entries each
+    Listener two("vela/TWO/ts", true, true, nullptr, "b");
+    SupPR_RegionEntry entries[2] = {};
+    u16 count = 1;
+    list(&count, entries, 1, nullptr);
+    EXPECT_EQ(count, 3) << "one that is stored, and two that cannot be told apart";
+    EXPECT_STREQ(entries[0].Name, "ONE");
+    EXPECT_EQ(entries[1].Name[0], 0);
+    count = 2;
+    list(&count, entries, 0, nullptr);
+    EXPECT_EQ(count, 2);
+}
+
+TEST(ListRegionNames, OtherInterfacesDoNotCount)
+{
+    Rpc_Room room;
+    Listener one("vela/ONE/ts", false, true);
+    SupPR_RegionEntry entry;
+    u16 count = 1;
+    list(&count, &entry, 1, nullptr, ts_v1_0_c_ifspec);
+    EXPECT_EQ(count, 0);
+    count = 1;
+    list(&count, &entry, 1, nullptr, ComRL_v1_1_c_ifspec);
+    EXPECT_EQ(count, 0) << "a server of version 1.0 is not compatible with a client of 1.1";
+}
+
 TEST(ListRegionNames, TellsWhenTheMapCannotBeRead)
 {
     Rpc_Room room(false);
@@ -364,6 +554,36 @@ TEST(LookUpBinding, TakesTheFirstMatch)
     ComRL_GetNetworkAdd(nullptr, &address);
     EXPECT_EQ(address, nullptr);
     EXPECT_EQ(ComRL_LookUpBinding(ComRL_v1_1_c_ifspec, "ANY", &binding), 0) << "the server has version 1.0 only";
+}
+
+TEST(LookUpBinding, TracesAndTheStubsDoNot)
+{
+    Scratch_MakeRoot();
+    Rpc_Room room;
+    Ring_TraceOn("ALL=5");
+    rpc_binding_handle_t binding;
+    EXPECT_EQ(ComRL_LookUpBinding(ComRL_v1_0_c_ifspec, "ANY", &binding), 0);
+    EXPECT_EQ(Ring_LastExitPoint("ComRL_LookUpBinding"), 1u);
+    char *address;
+    ComRL_GetNetworkAdd(nullptr, &address);
+    EXPECT_EQ(Ring_LastExitPoint("ComRL_GetNetworkAdd"), 1u);
+    SupPR_ExceptionToString(&rpc_x_no_memory);
+    u32 seen = 0;
+    for (const Ring_Record &record : Ring_Records()) {
+        if (record.Header.Class < INFTR_CLASS_ERROR_EXIT) continue; // an entry does not tell its component
+        if (record.Function.rfind("ComRL_", 0) == 0) {
+            EXPECT_EQ(record.Header.Component, 41);
+            ++seen;
+        } else if (record.Function.rfind("SupPR_", 0) == 0) {
+            EXPECT_EQ(record.Header.Component, 56) << record.Function;
+            ++seen;
+        }
+    }
+    EXPECT_GE(seen, 6u);
+
+    Ring_Clear();
+    EXPECT_THROW(ComRL_v1_1_c_epv.Op1(nullptr, 7), exc_Raised);
+    EXPECT_TRUE(Ring_Records().empty()) << "a stub leaves no record";
 }
 
 // ---- exceptions
@@ -561,6 +781,26 @@ TEST(ExceptionToString, ComparesTheFirstTwoWords)
     SUPPR_EXCEPTION_PROCESS = {77, 1};
     EXPECT_STREQ(SupPR_ExceptionToString(&zero), "SUPPR_EXCEPTION_REGION");
     SUPPR_EXCEPTION_PROCESS = {};
+}
+
+TEST(ExceptionToString, AKindIsTheFirstWordInHexadecimal)
+{
+    const exc_Object large = {0xFEDCBA98, 0};
+    EXPECT_STREQ(SupPR_ExceptionToString(&large), "kind=0xfedcba98");
+    const exc_Object status = {2, 0x0DCE6FFF}; // of the statuses' kind, and none of them
+    EXPECT_STREQ(SupPR_ExceptionToString(&status), "kind=0x2");
+    static_assert(SUPPR_EXCEPTION_TEXT_SIZE == 200);
+}
+
+TEST(ExceptionToString, TheRegionsOwnObjectsAreZeroFilled)
+{
+    EXPECT_EQ(SUPPR_EXCEPTION_PROCESS.Kind, 0u);
+    EXPECT_EQ(SUPPR_EXCEPTION_PROCESS.Value, 0u);
+    EXPECT_EQ(SUPPR_EXCEPTION_REGION.Kind, 0u);
+    EXPECT_EQ(SUPPR_EXCEPTION_REGION.Value, 0u);
+    SUPPR_EXCEPTION_REGION = {2, rpc_x_no_memory.Value};
+    EXPECT_STREQ(SupPR_ExceptionToString(&rpc_x_no_memory), "SUPPR_EXCEPTION_REGION") << "the first rows go before all";
+    SUPPR_EXCEPTION_REGION = {};
 }
 
 TEST(ExceptionToString, HasOneBuffer)
