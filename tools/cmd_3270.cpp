@@ -1,7 +1,9 @@
 // vela 3270: looks at 3270 streams, and sends them through the library.
 
+#include "codeset_engine.h"
 #include "screen_library.h"
 #include "screen_print.h"
+#include "screen_text.h"
 #include "terbm_stream.h"
 #include "vela_commands.h"
 
@@ -22,6 +24,8 @@ struct Options {
     std::string To = "ascii";
     std::string Size;
     std::string Locale = "C";
+    std::string Codeset;
+    std::string AsciiCodeset;
     bool Inbound = false;
     bool NoCommand = false;
     bool Ascii = false;
@@ -34,6 +38,30 @@ Options options; // filled by the command line
 std::string nameOf(const std::string &path)
 {
     return path == "-" ? "standard input" : path;
+}
+
+// Sends all text through the engine when a code set was named.
+void useCodeset()
+{
+    constexpr uint32_t host = 1;
+    constexpr uint32_t pc = 2;
+    constexpr uint32_t iso = 3;
+    constexpr uint32_t mixed = 3;
+    if (options.Codeset.empty()) {
+        if (!options.AsciiCodeset.empty()) throw Vela_Failure("--ascii-codeset goes with --codeset");
+        return;
+    }
+    const CodesetCatalogue catalogue = Codesets_ReadInstalled();
+    const Codeset &set = Codesets_Need(catalogue, options.Codeset);
+    if (set.Encoding != host) throw Vela_Failure(set.Name + " is no host code set; `vela codesets` lists them");
+    const Codeset *ascii = Codesets_PartnerOf(catalogue, set);
+    if (!options.AsciiCodeset.empty()) ascii = &Codesets_Need(catalogue, options.AsciiCodeset);
+    if (ascii == nullptr) throw Vela_Failure(set.Name + " has no usual partner; --ascii-codeset names one");
+    if (ascii->Encoding != pc && ascii->Encoding != iso && ascii->Name != "UTF-8" &&
+        !ascii->Name.starts_with("QMX-euc"))
+        throw Vela_Failure(ascii->Name + " does not go into an ASCII form");
+    Screen_UseCodeset({Codesets_OpenConversion(set, *ascii), Codesets_OpenConversion(*ascii, set),
+                       Codesets_OpenConversion(set, Codesets_Need(catalogue, "UTF-8")), set.Kind == mixed});
 }
 
 std::string readStream(const std::string &path)
@@ -174,6 +202,7 @@ bool showStream(const std::string &path, const std::string &stream)
 
 void show()
 {
+    useCodeset();
     bool complete = true;
     bool first = true;
     for (const std::string &path : options.Files) {
@@ -195,6 +224,7 @@ void show()
 
 void translate()
 {
+    useCodeset();
     const std::string &path = options.Input;
     Screen_TranslateOptions way;
     way.ToAscii = options.To == "ascii";
@@ -242,6 +272,7 @@ void scan()
     constexpr int columns = 80;
     if (std::setlocale(LC_CTYPE, options.Locale.c_str()) == nullptr)
         throw Vela_Failure("there is no locale " + options.Locale);
+    useCodeset();
     const std::string &path = options.Input;
     std::string stream = readStream(path);
     if (!options.Ascii) {
@@ -282,6 +313,14 @@ void addFrom(CLI::App *command)
         ->check(CLI::IsMember({"local", "wire"}));
 }
 
+void addCodeset(CLI::App *command)
+{
+    command->add_option("--codeset", options.Codeset,
+                        "Host code set of the text, such as QMX-930; without it 037, by a table of the program's own");
+    command->add_option("--ascii-codeset", options.AsciiCodeset,
+                        "Code set of the text in the ASCII form; the usual partner of --codeset (QMX-943 of QMX-930)");
+}
+
 } // namespace
 
 void Vela_Add3270(CLI::App &Program)
@@ -297,6 +336,7 @@ void Vela_Add3270(CLI::App &Program)
         ->check(CLI::Validator(checkSize, "SIZE"));
     showing->add_flag("--fields", options.Fields, "List the fields too");
     showing->add_flag("--orders", options.Orders, "List the orders, one a line, instead of the picture");
+    addCodeset(showing);
     showing->callback(show);
 
     CLI::App *const translating = group->add_subcommand("translate", "Turn a stream from one form into the other");
@@ -312,6 +352,7 @@ void Vela_Add3270(CLI::App &Program)
         ->add_option("--double-byte-mode", options.DoubleByteMode,
                      "Framing of double-byte text: 1 taken off behind the conversion, 2 put on before it, 3 both")
         ->check(CLI::Range(1, 3));
+    addCodeset(translating);
     translating->callback(translate);
 
     CLI::App *const scanning = group->add_subcommand("scan", "Print the screen map and the addresses that fields lack");
@@ -321,5 +362,6 @@ void Vela_Add3270(CLI::App &Program)
     addFrom(scanning);
     scanning->add_option("--locale", options.Locale, "Locale whose text the ASCII form holds, for its widths; C");
     scanning->add_option("--output", options.Output, "Write the stream with its addresses, in the ASCII form");
+    addCodeset(scanning);
     scanning->callback(scan);
 }

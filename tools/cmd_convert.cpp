@@ -5,10 +5,8 @@
 // block goes in front of the next one. Host text is cut outside its runs by looking for shift bytes; a run longer than
 // a block gets a shift-in of its own at the cut, a shift-out behind it, and a host target loses that pair again.
 
-#include "codeset_catalogue.h"
-#include "registry_values.h"
+#include "codeset_engine.h"
 #include "supos_conversion.h"
-#include "suppr_names.h"
 #include "vela_commands.h"
 
 #include <cerrno>
@@ -55,21 +53,6 @@ struct Stream {
     bool EndsInCut = false; // the last output ended with the shift-in of a cut
 };
 
-std::string installedFolder()
-{
-    std::string path;
-    if (!Vela_RegistryGet("InstallPath", &path))
-        throw Vela_Failure("no installation in the registry; `vela setup` makes one");
-    return path + "/etc";
-}
-
-const Codeset &findSet(const CodesetCatalogue &catalogue, const std::string &name)
-{
-    const Codeset *const set = Codesets_Find(catalogue, name);
-    if (set == nullptr) throw Vela_Failure("no code set " + name + "; `vela codesets` lists them");
-    return *set;
-}
-
 std::string replacementFor(const Codeset &set)
 {
     if (set.Encoding == UTF8) return "\xEF\xBF\xBD";
@@ -80,18 +63,12 @@ std::string replacementFor(const Codeset &set)
 
 Conversion openConversion(const Options &options)
 {
-    const CodesetCatalogue catalogue = Codesets_ReadFolder(installedFolder());
-    const Codeset &from = findSet(catalogue, options.From);
-    const Codeset &to = findSet(catalogue, options.To);
-    const uint32_t code = SupPR_InitNames(nullptr); // no region is needed: only the installation's folders
-    if (code != ERZ_OK && code != SUPPR_ERR_NO_REGION)
-        throw Vela_Failure("the names of the installation cannot be set up");
+    const CodesetCatalogue catalogue = Codesets_ReadInstalled();
+    const Codeset &from = Codesets_Need(catalogue, options.From);
+    const Codeset &to = Codesets_Need(catalogue, options.To);
 
     Conversion conversion;
-    conversion.Cd = SupOS_IcnvOpen(to.Name.c_str(), from.Name.c_str());
-    if (conversion.Cd == SUPOS_ICNV_FAILED)
-        throw Vela_Failure("no conversion from " + from.Name + " to " + to.Name + "; `vela codesets " + from.Name +
-                           "` tells its partners");
+    conversion.Cd = Codesets_OpenConversion(from, to);
     conversion.CutsRuns = from.Encoding == HOST && from.Kind == 3;
     conversion.JoinsRuns = conversion.CutsRuns && to.Encoding == HOST && to.Kind == 3;
     if (options.Replace) conversion.Replacement = replacementFor(to);

@@ -107,7 +107,7 @@ struct Decoder {
     bool BehindData = false; // the last thing was a character: PT then clears
     size_t TextStart = 0; // of the run of characters that is not yet listed
     int TextPosition = 0;
-    std::string Text; // of it, as people read it
+    std::string Text; // of it
 
     Decoder(const std::string &record, int rows, int columns) : Record(record)
     {
@@ -166,14 +166,30 @@ struct Decoder {
         advance();
     }
 
-    // Whether the field that a position lies in is protected; without fields nothing is.
-    bool isProtected(int position)
+    // The attribute of the field that a position lies in, null without fields.
+    const Screen_Cell *fieldOf(int position)
     {
         for (int back = 0; back < cellCount(); ++back) {
             const Screen_Cell &at = cell((position - back + cellCount()) % cellCount());
-            if (at.IsField) return (at.Code & Screen_Protected) != 0;
+            if (at.IsField) return &at;
         }
-        return false;
+        return nullptr;
+    }
+
+    bool isProtected(int position)
+    {
+        const Screen_Cell *const field = fieldOf(position);
+        return field != nullptr && (field->Code & Screen_Protected) != 0;
+    }
+
+    // Whether the text at a position is of two bytes a character without shift bytes around it.
+    bool isDoubleByte(int position)
+    {
+        constexpr u8 doubleByteSet = 0xF8;
+        const u8 own = cell(position).Look.CharacterSet;
+        if (own != 0 || !Screen_HasDoubleByte()) return own == doubleByteSet;
+        const Screen_Cell *const field = fieldOf(position);
+        return field != nullptr && field->Look.CharacterSet == doubleByteSet;
     }
 
     // Positions from here up to a stop address, around the end; the whole screen when the two are equal.
@@ -299,7 +315,8 @@ struct Decoder {
     {
         if (!BehindData) return;
         const size_t count = Order - TextStart;
-        list(TextStart, "text", std::to_string(count) + (count == 1 ? " byte " : " bytes ") + Screen_Quoted(Text),
+        const std::string glyphs = Screen_TextGlyphs(Text, isDoubleByte(TextPosition));
+        list(TextStart, "text", std::to_string(count) + (count == 1 ? " byte " : " bytes ") + Screen_Quoted(glyphs),
              TextPosition);
         Text.clear();
         BehindData = false;
@@ -358,7 +375,7 @@ struct Decoder {
                     BehindData = true;
                 }
                 ++At;
-                Text += Screen_Glyph(code);
+                Text += static_cast<char>(code);
                 put(code, false);
                 continue;
             }

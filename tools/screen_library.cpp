@@ -79,6 +79,7 @@ std::string Screen_CodeText(u32 Code)
         return "TERBM_ERR_INCOMPLETE_ORDER (0x1F200001), an incomplete order or a control byte that is none";
     case TERBM_ERR_NO_STORAGE: return "TERBM_ERR_NO_STORAGE (0x1F20000B), no storage";
     case Screen_NoRoom: return "the text conversion found no room";
+    case Screen_BadText: return "a text is none of its code set, or ends inside a character";
     }
     char text[32];
     std::snprintf(text, sizeof text, "code 0x%08X", Code);

@@ -1,7 +1,8 @@
 // Drawing a screen with the characters of a terminal.
 //
 // Empty input positions are shown as underscores and hidden ones as dots, so that a picture without colours tells what a
-// user may type where. Text of a double-byte character set, whose code page the record does not name, is shown as #.
+// user may type where. A character of two bytes takes two positions and two columns. Where the code set in use has none,
+// for a record does not name its code set, double-byte text is shown as #.
 
 #include "screen_print.h"
 
@@ -65,67 +66,119 @@ std::string sequenceOf(const Screen_Cell &cell, const Screen_Cell *field)
     return text;
 }
 
-// Follows shift-out and shift-in, which bind within one field.
-struct TextState {
-    bool Shifted = false;
-};
-
-std::string glyphOf(const Screen_Cell &cell, const Screen_Cell *field, TextState *state, Marks *marks)
-{
-    if (cell.IsField) {
-        state->Shifted = false;
-        return " ";
-    }
-    const bool input = field != nullptr && (field->Code & Screen_Protected) == 0;
-    if (field != nullptr && (field->Code & Screen_DisplayMask) == Screen_Hidden) {
-        if (!input) return " ";
-        marks->Hidden = true;
-        return ".";
-    }
-    const u8 characterSet =
-        cell.Look.CharacterSet != 0 || field == nullptr ? cell.Look.CharacterSet : field->Look.CharacterSet;
-    if (cell.IsGraphic || (characterSet == graphicSet && cell.Code >= 0x40)) return Screen_GraphicGlyph(cell.Code);
-    if (cell.Code == shiftOut || cell.Code == shiftIn) {
-        state->Shifted = cell.Code == shiftOut;
-        return " ";
-    }
-    if (cell.Code == 0) {
-        if (!input) return " ";
-        marks->Input = true;
-        return "_";
-    }
-    const bool doubleByte = state->Shifted || characterSet == doubleByteSet;
-    if (doubleByte && cell.Code > 0x40) {
-        marks->DoubleByte = true;
-        return "#";
-    }
-    return Screen_Glyph(cell.Code);
-}
-
 const Screen_Cell *fieldCell(const Screen_Picture &picture, const std::vector<int> &fields, size_t at)
 {
     return fields[at] < 0 ? nullptr : &picture.Cells[static_cast<size_t>(fields[at])];
 }
+
+// What stands at each position of a screen. A double-byte character stands at its first one, its second one is empty.
+struct Glyphs {
+    const Screen_Picture &Picture;
+    const std::vector<int> &Fields;
+    Marks *Met;
+    std::vector<std::string> Texts;
+    bool Shifted = false; // behind a shift-out; binds within one field
+
+    Glyphs(const Screen_Picture &picture, const std::vector<int> &fields, Marks *marks)
+        : Picture(picture), Fields(fields), Met(marks), Texts(picture.Cells.size())
+    {
+        const size_t count = picture.Cells.size();
+        size_t start = 0; // the last field may reach around the end
+        while (start < count && !picture.Cells[start].IsField) ++start;
+        for (size_t done = 0; done < count;) done += take((start + done) % count, done + 1 < count);
+    }
+
+    static u8 characterSetOf(const Screen_Cell &cell, const Screen_Cell *field)
+    {
+        return cell.Look.CharacterSet != 0 || field == nullptr ? cell.Look.CharacterSet : field->Look.CharacterSet;
+    }
+
+    static bool isText(const Screen_Cell &cell) { return !cell.IsField && !cell.IsGraphic && cell.Code >= 0x40; }
+
+    // Sets the texts of the character at a position; returns its positions.
+    size_t take(size_t at, bool hasNext)
+    {
+        const Screen_Cell &cell = Picture.Cells[at];
+        const Screen_Cell *const field = fieldCell(Picture, Fields, at);
+        const bool hidden = field != nullptr && (field->Code & Screen_DisplayMask) == Screen_Hidden;
+        const bool doubleByte = Shifted || characterSetOf(cell, field) == doubleByteSet;
+        if (doubleByte && !hidden && Screen_HasDoubleByte() && isText(cell)) {
+            const size_t next = (at + 1) % Texts.size();
+            const bool isPair = hasNext && isText(Picture.Cells[next]);
+            const std::string glyph = isPair ? Screen_DoubleGlyph(cell.Code, Picture.Cells[next].Code) : "";
+            if (!glyph.empty()) {
+                Texts[at] = glyph;
+                return 2;
+            }
+            Met->DoubleByte = true;
+            Texts[at] = "#";
+            if (isPair) Texts[next] = "#";
+            return isPair ? 2 : 1;
+        }
+        Texts[at] = single(cell, field, doubleByte);
+        return 1;
+    }
+
+    std::string single(const Screen_Cell &cell, const Screen_Cell *field, bool doubleByte)
+    {
+        if (cell.IsField) {
+            Shifted = false;
+            return " ";
+        }
+        const bool input = field != nullptr && (field->Code & Screen_Protected) == 0;
+        if (field != nullptr && (field->Code & Screen_DisplayMask) == Screen_Hidden) {
+            if (!input) return " ";
+            Met->Hidden = true;
+            return ".";
+        }
+        if (cell.IsGraphic || (characterSetOf(cell, field) == graphicSet && cell.Code >= 0x40))
+            return Screen_GraphicGlyph(cell.Code);
+        if (cell.Code == shiftOut || cell.Code == shiftIn) {
+            Shifted = cell.Code == shiftOut;
+            return " ";
+        }
+        if (cell.Code == 0) {
+            if (!input) return " ";
+            Met->Input = true;
+            return "_";
+        }
+        if (doubleByte && cell.Code > 0x40) {
+            Met->DoubleByte = true;
+            return "#";
+        }
+        return Screen_Glyph(cell.Code);
+    }
+
+    // One position of a row: half a character at the row's edge cannot be drawn.
+    std::string inRow(size_t at, int column)
+    {
+        const bool isFirst = !Texts[at].empty() && Texts[(at + 1) % Texts.size()].empty();
+        const bool isHalf = column == 0 ? Texts[at].empty() : isFirst && column == Picture.Columns - 1;
+        if (!isHalf) return Texts[at];
+        Met->DoubleByte = true;
+        return "#";
+    }
+};
 
 std::string painted(const std::string &sequence, const std::string &text)
 {
     return sequence.empty() ? text : Vela_Paint(sequence, text);
 }
 
-std::string rowText(const Screen_Picture &picture, const std::vector<int> &fields, int row, TextState *state,
-                    Marks *marks)
+std::string rowText(Glyphs *glyphs, int row)
 {
+    const Screen_Picture &picture = glyphs->Picture;
     std::string out, run, sequence;
     for (int column = 0; column < picture.Columns; ++column) {
         const size_t at = static_cast<size_t>(row) * static_cast<size_t>(picture.Columns) + static_cast<size_t>(column);
-        const Screen_Cell *const field = fieldCell(picture, fields, at);
+        const Screen_Cell *const field = fieldCell(picture, glyphs->Fields, at);
         const std::string wanted = picture.Cells[at].IsField ? "" : sequenceOf(picture.Cells[at], field);
         if (wanted != sequence && !run.empty()) {
             out += painted(sequence, run);
             run.clear();
         }
         sequence = wanted;
-        run += glyphOf(picture.Cells[at], field, state, marks);
+        run += glyphs->inRow(at, column);
     }
     return out + painted(sequence, run);
 }
@@ -135,7 +188,7 @@ void printLegend(std::ostream &out, const Marks &marks, bool hasFields)
     out << "     v > cursor";
     if (marks.Input) out << "   _ input";
     if (marks.Hidden) out << "   . hidden input";
-    if (marks.DoubleByte) out << "   # double-byte text";
+    if (marks.DoubleByte) out << (Screen_HasDoubleByte() ? "   # no whole character" : "   # double-byte text");
     if (!hasFields) out << "   no fields";
     out << "\n";
 }
@@ -151,12 +204,11 @@ void Screen_PrintPicture(std::ostream &Out, const Screen_Picture &Picture)
     std::string top = edge;
     top[static_cast<size_t>(cursorColumn)] = 'v';
 
-    TextState state;
     Marks marks;
+    Glyphs glyphs(Picture, fields, &marks);
     Out << "    +" << top << "+\n";
     for (int row = 0; row < Picture.Rows; ++row)
-        Out << std::setw(3) << row + 1 << (row == cursorRow ? '>' : ' ') << "|"
-            << rowText(Picture, fields, row, &state, &marks) << "|\n";
+        Out << std::setw(3) << row + 1 << (row == cursorRow ? '>' : ' ') << "|" << rowText(&glyphs, row) << "|\n";
     Out << "    +" << edge << "+\n";
     printLegend(Out, marks, !fields.empty() && fields.back() >= 0);
 }
@@ -164,8 +216,9 @@ void Screen_PrintPicture(std::ostream &Out, const Screen_Picture &Picture)
 void Screen_PrintFields(std::ostream &Out, const Screen_Picture &Picture)
 {
     const int count = static_cast<int>(Picture.Cells.size());
-    TextState state;
+    const std::vector<int> fields = Screen_FieldOfCells(Picture);
     Marks marks;
+    const Glyphs glyphs(Picture, fields, &marks);
     bool any = false;
     for (const Screen_Cell &cell : Picture.Cells) any = any || cell.IsField;
     if (any) Out << "Fields: place and length of the text, attributes\n";
@@ -176,11 +229,10 @@ void Screen_PrintFields(std::ostream &Out, const Screen_Picture &Picture)
         int length = 0;
         std::string text;
         for (; length < count - 1; ++length) {
-            const Screen_Cell &cell = Picture.Cells[static_cast<size_t>((at + 1 + length) % count)];
-            if (cell.IsField) break;
-            text += glyphOf(cell, &field, &state, &marks);
+            const size_t place = static_cast<size_t>((at + 1 + length) % count);
+            if (Picture.Cells[place].IsField) break;
+            text += glyphs.Texts[place];
         }
-        state.Shifted = false;
         if ((field.Code & Screen_DisplayMask) == Screen_Hidden) text.clear();
 
         const std::string look = Screen_LookText(field.Look);

@@ -1,11 +1,16 @@
-// Code page 037, and the line-drawing part of the graphic-escape set.
+// Code page 037, the line-drawing part of the graphic-escape set, and text of other code sets through the engine.
 
 #include "screen_text.h"
 
 #include <array>
-#include <clocale>
+#include <cstring>
+#include <cwchar>
 #include <langinfo.h>
 #include <locale.h>
+#include <string_view>
+#include <vector>
+
+#include "supos_conversion.h"
 
 namespace
 {
@@ -52,34 +57,135 @@ constexpr std::array<u8, 256> invert(const u8 (&table)[256])
 }
 constexpr std::array<u8, 256> ebcdicOfLatin = invert(latinOfEbcdic);
 
-// Whether the user's terminal reads UTF-8, by the locale of the environment.
-bool isUtf8()
+constexpr u8 shiftOut = 0x0E;
+constexpr u8 shiftIn = 0x0F;
+
+// The code set in use, once there is one, and its single-byte glyphs.
+struct InUse {
+    Screen_Codeset Set;
+    std::string Glyphs[256];
+};
+const InUse *inUse;
+
+// The locale of the environment where it reads UTF-8, else null.
+locale_t utf8Locale()
 {
-    static const bool answer = [] {
+    static const locale_t answer = [] {
         const locale_t user = newlocale(LC_CTYPE_MASK, "", nullptr);
-        if (user == nullptr) return false;
-        const bool utf8 = std::string(nl_langinfo_l(CODESET, user)) == "UTF-8";
+        if (user == nullptr || std::string_view(nl_langinfo_l(CODESET, user)) == "UTF-8") return user;
         freelocale(user);
-        return utf8;
+        return locale_t{};
     }();
     return answer;
 }
 
+bool isUtf8()
+{
+    return utf8Locale() != nullptr;
+}
+
+// Columns of a character on a UTF-8 terminal.
+int columnsOf(char32_t character)
+{
+    const locale_t before = uselocale(utf8Locale());
+    const int columns = wcwidth(static_cast<wchar_t>(character));
+    uselocale(before);
+    return columns;
+}
+
+// The only character of a text in UTF-8, which has at most three bytes of it; 0 for more or none.
+char32_t onlyCharacter(const std::string &text)
+{
+    const auto bits = [&](size_t at) { return static_cast<char32_t>(static_cast<u8>(text[at])) & 0x3F; };
+    const u8 lead = text.empty() ? 0 : static_cast<u8>(text[0]);
+    if (text.size() == 1 && lead < 0x80) return lead;
+    if (text.size() == 2 && lead >= 0xC0 && lead < 0xE0) return (lead & 0x1Fu) << 6 | bits(1);
+    if (text.size() == 3 && lead >= 0xE0) return (lead & 0x0Fu) << 12 | bits(1) << 6 | bits(2);
+    return 0;
+}
+
+// Controls are blanks; so is a blank that binds, and a hyphen that a terminal may not draw is a plain one.
+std::string singleGlyph(const std::string &text)
+{
+    const char32_t character = onlyCharacter(text);
+    if (character < 0x20 || (character >= 0x7F && character <= 0xA0)) return " ";
+    if (character == 0xAD) return "-";
+    if (character < 0x7F) return text;
+    return isUtf8() && columnsOf(character) == 1 ? text : "?";
+}
+
+u32 convertByEngine(u32 cd, const u8 *source, u16 length, u8 *target, u16 size, u16 *outLength)
+{
+    const char *in = reinterpret_cast<const char *>(source);
+    char *out = reinterpret_cast<char *>(target);
+    u32 left = length;
+    u32 room = size;
+    *outLength = 0;
+    if (length == 0) return 0;
+    const i32 code = SupOS_IcnvCode(cd, &in, &left, &out, &room);
+    if (code == ICNV_RC_FULL || code == ICNV_RC_COPYFULL) return Screen_NoRoom;
+    if (code != ICNV_RC_OK) return Screen_BadText;
+    *outLength = static_cast<u16>(size - room);
+    return 0;
+}
+
+std::string toUtf8(std::string host)
+{
+    u8 room[32];
+    u16 length = 0;
+    const u32 code = convertByEngine(inUse->Set.ToUtf8, reinterpret_cast<const u8 *>(host.data()),
+                                     static_cast<u16>(host.size()), room, sizeof room, &length);
+    return code == 0 ? std::string(reinterpret_cast<const char *>(room), length) : "";
+}
+
+bool isFramed(const u8 *text, u16 length)
+{
+    return length >= 2 && text[0] == shiftOut && text[length - 1] == shiftIn;
+}
+
+// A mixed host text needs the framing of a double-byte run, one of another set must not have it.
+u32 convertText(bool toAscii, bool framed, const u8 *source, u16 length, u8 *target, u16 size, u16 *outLength)
+{
+    const bool mixed = inUse->Set.IsMixed;
+    if (framed && !(toAscii && mixed)) {
+        ++source;
+        length = static_cast<u16>(length - 2);
+    }
+    const u32 cd = toAscii ? inUse->Set.ToAscii : inUse->Set.ToEbcdic;
+    const u32 code = convertByEngine(cd, source, length, target, size, outLength);
+    if (code == 0 && framed && !toAscii && mixed && isFramed(target, *outLength)) {
+        *outLength = static_cast<u16>(*outLength - 2);
+        std::memmove(target, target + 1, *outLength);
+    }
+    return code;
+}
+
 } // namespace
+
+void Screen_UseCodeset(const Screen_Codeset &Set)
+{
+    static InUse use;
+    use.Set = Set;
+    inUse = &use;
+    for (u32 code = 0; code < 256; ++code) {
+        const bool isShift = Set.IsMixed && (code == shiftOut || code == shiftIn);
+        use.Glyphs[code] = isShift ? " " : singleGlyph(toUtf8(std::string(1, static_cast<char>(code))));
+    }
+}
 
 u32 Screen_Convert(u32 Descriptor, u8 *Source, u16 SourceLength, u8 *Target, u16 TargetSize, u16 *OutLength)
 {
-    constexpr u8 shiftOut = 0x0E;
-    constexpr u8 shiftIn = 0x0F;
-    if ((Descriptor & Screen_Unframed) && SourceLength >= 2 && Source[0] == shiftOut &&
-        Source[SourceLength - 1] == shiftIn) {
+    const bool toAscii = (Descriptor & Screen_FromEbcdic) != 0;
+    const bool framed = (Descriptor & Screen_Unframed) && isFramed(Source, SourceLength);
+    if (inUse != nullptr) return convertText(toAscii, framed, Source, SourceLength, Target, TargetSize, OutLength);
+
+    if (framed) {
         ++Source;
         SourceLength = static_cast<u16>(SourceLength - 2);
     }
     if (SourceLength > TargetSize) return Screen_NoRoom;
-    const bool toLatin = (Descriptor & Screen_FromEbcdic) != 0;
     for (u16 at = 0; at < SourceLength; ++at)
-        Target[at] = toLatin ? latinOfEbcdic[Source[at]] : ebcdicOfLatin[Source[at]];
+        Target[at] = toAscii ? latinOfEbcdic[Source[at]] : ebcdicOfLatin[Source[at]];
     *OutLength = SourceLength;
     return 0;
 }
@@ -93,13 +199,49 @@ std::string Screen_GraphicGlyph(u8 Code)
 
 std::string Screen_Glyph(u8 Code)
 {
+    if (inUse != nullptr) return inUse->Glyphs[Code];
     const u8 latin = latinOfEbcdic[Code];
-    if (latin < 0x20 || latin == 0x7F || (latin >= 0x80 && latin < 0xA0)) return " ";
-    if (latin == 0xA0) return " "; // a blank that binds, and a hyphen that a terminal may not draw
-    if (latin == 0xAD) return "-";
-    if (latin < 0x80) return std::string(1, static_cast<char>(latin));
-    if (!isUtf8()) return "?";
-    return {static_cast<char>(0xC0 | latin >> 6), static_cast<char>(0x80 | (latin & 0x3F))};
+    if (latin < 0x80) return singleGlyph(std::string(1, static_cast<char>(latin)));
+    return singleGlyph({static_cast<char>(0xC0 | latin >> 6), static_cast<char>(0x80 | (latin & 0x3F))});
+}
+
+bool Screen_HasDoubleByte()
+{
+    return inUse != nullptr && inUse->Set.IsMixed;
+}
+
+std::string Screen_DoubleGlyph(u8 First, u8 Second)
+{
+    constexpr char32_t wideBlank = 0x3000;
+    constexpr char32_t replacement = 0xFFFD;
+    if (!Screen_HasDoubleByte()) return "";
+    const std::string text = toUtf8({shiftOut, static_cast<char>(First), static_cast<char>(Second), shiftIn});
+    const char32_t character = onlyCharacter(text);
+    if (character == wideBlank) return "  ";
+    if (character <= 0xA0 || character == replacement || !isUtf8()) return "";
+    const int columns = columnsOf(character);
+    return columns == 2 ? text : columns == 1 ? text + " " : "";
+}
+
+std::string Screen_TextGlyphs(const std::string &Text, bool IsDoubleByte)
+{
+    std::string out;
+    bool inRun = IsDoubleByte && Screen_HasDoubleByte();
+    for (size_t at = 0; at < Text.size(); ++at) {
+        const u8 code = static_cast<u8>(Text[at]);
+        if (Screen_HasDoubleByte() && (code == shiftOut || code == shiftIn)) {
+            inRun = code == shiftOut;
+            out += " ";
+        } else if (!inRun || code < 0x40) {
+            out += Screen_Glyph(code);
+        } else if (at + 1 == Text.size() || static_cast<u8>(Text[at + 1]) < 0x40) {
+            out += "#"; // half a character
+        } else {
+            const std::string glyph = Screen_DoubleGlyph(code, static_cast<u8>(Text[++at]));
+            out += glyph.empty() ? "##" : glyph;
+        }
+    }
+    return out;
 }
 
 std::string Screen_Quoted(std::string Text)

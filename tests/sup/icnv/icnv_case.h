@@ -56,9 +56,12 @@ struct Case_Answer {
     Case_Bytes Target;
 };
 
+// How far a call may leave the plain loops: not at all, for long stretches, or for whole texts, as exported calls do.
+enum Case_Way { Case_Plain, Case_Quick, Case_Straight };
+
 // One call of the engine. Buffers stand in blocks of just their size, Align bytes behind a boundary of 64.
 Case_Answer Case_Run(const Case_Setup &Setup, const Case_Bytes &Source, const Case_Bytes &Target, size_t SourceAlign,
-                     size_t TargetAlign, bool Quick);
+                     size_t TargetAlign, Case_Way Way);
 
 // Empty when both answers agree, else what differs, with the bytes to repeat it.
 std::string Case_Compare(const Case_Setup &Setup, const Case_Bytes &Source, const Case_Bytes &Target,

@@ -20,8 +20,9 @@ Case_Setup::~Case_Setup()
 
 void Case_Setup::Use(u32 TableCount)
 {
+    static u8 behindAnEmptyFile; // a table of no bytes is a table all the same
     for (u32 i = 0; i < TableCount; ++i) {
-        Tables[i].data = Data[i].data();
+        Tables[i].data = Data[i].empty() ? &behindAnEmptyFile : Data[i].data();
         Tables[i].size = static_cast<u32>(Data[i].size());
     }
     Catalogue.tables = Tables;
@@ -30,6 +31,8 @@ void Case_Setup::Use(u32 TableCount)
     Catalogue.eucWidths = Widths;
     IcnvRoot = &Catalogue;
     SupOS_IcnvMakePlan(&Plan, &Descriptor);
+    IcnvPool[0] = Descriptor; // for exported calls
+    SupOS_IcnvMakePlan(&IcnvPlans[0], &Descriptor);
 
     const auto tableOf = [&](u32 Handle) -> Ref_Conversion::Table {
         if (Handle == 0 || Handle > TableCount) return {};
@@ -95,7 +98,7 @@ std::string hex(const Case_Bytes &Bytes)
 } // namespace
 
 Case_Answer Case_Run(const Case_Setup &Setup, const Case_Bytes &Source, const Case_Bytes &Target, size_t SourceAlign,
-                     size_t TargetAlign, bool Quick)
+                     size_t TargetAlign, Case_Way Way)
 {
     const Block source(Source, SourceAlign);
     const Block target(Target, TargetAlign);
@@ -103,10 +106,16 @@ Case_Answer Case_Run(const Case_Setup &Setup, const Case_Bytes &Source, const Ca
     u8 *out = target.Bytes;
     u32 length = static_cast<u32>(Source.size());
     u32 room = static_cast<u32>(Target.size());
-    const IcnvPlan *const plan = Quick ? &Setup.Plan : nullptr;
+    const IcnvPlan *const plan = Way != Case_Plain ? &Setup.Plan : nullptr;
     const IcnvDescriptor &d = Setup.Descriptor;
     Case_Answer answer;
-    if (d.mode != 0)
+    if (Way == Case_Straight && length != 0) { // which says what is left; nothing is what an empty source leaves
+        IcnvPlans[0].straight = SupOS_IcnvStraightOf(&IcnvPlans[0], &IcnvPool[0]); // of the form that is in use now
+        answer.Code = SupOS_IcnvCode(ICNV_FIRST_CODE, reinterpret_cast<const char **>(&in), &length,
+                                     reinterpret_cast<char **>(&out), &room);
+        if (length != 0) abort();
+        room = static_cast<u32>(Target.size()) - room;
+    } else if (d.mode != 0)
         answer.Code = SupOS_CodeConv(&in, &length, &out, &room, d.table1, d.table2, d.mode, d.index, plan);
     else
         answer.Code = SupOS_NewCodeConv(&in, &length, &out, &room, &d.table1, d.fromKind, d.fromEncoding, d.toKind,

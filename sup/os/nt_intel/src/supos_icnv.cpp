@@ -29,15 +29,35 @@ u32 SupOS_IcnvOpen(const char *ToCode, const char *FromCode)
     INFTR_RETURN_VALUE(1, cd);
 }
 
-i32 SupOS_IcnvCode(u32 cd, const char **srcpp, u32 *slenp, char **tgtpp, u32 *tlenp)
+__attribute__((noinline)) i32 SupOS_IcnvCodeByLayers(u32 cd, const u8 **srcpp, u32 *slenp, u8 **tgtpp, u32 *tlenp)
 {
     INFTR_FUNCTION(SUPOS, "SupOS_IcnvCode");
     INFTR_ENTRY(INFTR_CLASS_API_ENTRY, "(%#x, %p, %u, %p, %u)", cd, static_cast<const void *>(*srcpp), *slenp,
                 static_cast<void *>(*tgtpp), *tlenp);
 
-    const i32 code =
-        SupOS_SafeIcnvCode(cd, reinterpret_cast<const u8 **>(srcpp), slenp, reinterpret_cast<u8 **>(tgtpp), tlenp);
+    const i32 code = SupOS_SafeIcnvCode(cd, srcpp, slenp, tgtpp, tlenp);
     INFTR_RETURN_CODE(1, code);
+}
+
+// The plan of a descriptor whose call may leave out the layers: no trace point on the way could leave a record, and
+// the catalogue is the one that the plan was made for. Null for every other call, and for a value that is none.
+static inline const IcnvPlan *straightPlan(u32 cd)
+{
+    const struct InfTR_MasterTraceArea *const master = InfTR_Read(InfTR_TracePtr);
+    if (master != nullptr && InfTR_Read(master->TraceFlagMaster) == 1) return nullptr;
+    const u32 distance = cd - ICNV_FIRST_CODE;
+    const u32 slot = distance / ICNV_CODE_STEP;
+    if (distance % ICNV_CODE_STEP != 0 || slot >= ICNV_DESCRIPTORS) return nullptr;
+    const IcnvPlan *const plan = &IcnvPlans[slot];
+    return plan->straight != nullptr && plan->catalogue == InfTR_Read(IcnvRoot) ? plan : nullptr;
+}
+
+i32 SupOS_IcnvCode(u32 cd, const char **srcpp, u32 *slenp, char **tgtpp, u32 *tlenp)
+{
+    const u8 **const source = reinterpret_cast<const u8 **>(srcpp);
+    u8 **const target = reinterpret_cast<u8 **>(tgtpp);
+    if (const IcnvPlan *const plan = straightPlan(cd)) return plan->straight(cd, source, slenp, target, tlenp, plan);
+    return SupOS_IcnvCodeByLayers(cd, source, slenp, target, tlenp);
 }
 
 i32 SupOS_IcnvClose(u32 cd)

@@ -91,20 +91,27 @@ struct IcnvDescriptor {
 
 constexpr u32 ICNV_DESCRIPTORS = 32;
 
+// A descriptor's value in the hands of callers: a fixed code of its slot.
+constexpr u32 ICNV_FIRST_CODE = 0x49430000u;
+constexpr u32 ICNV_CODE_STEP = 4;
+
 struct IcnvPlan;
 
-// Converts a whole text by one loop. False when it did not come to the text's end, for whatever reason: nothing is told
-// then, and the way through the layers begins again with the same bytes.
-typedef bool IcnvStraight(const IcnvPlan *Plan, const u8 *Source, u32 Length, u8 *Target, u32 Room, u32 *Written);
+// A whole call of SupOS_IcnvCode by one loop. What it cannot take to the text's end it hands to SupOS_IcnvCodeByLayers,
+// which begins again with the same bytes.
+typedef i32 IcnvStraight(u32 cd, const u8 **srcpp, u32 *slenp, u8 **tgtpp, u32 *tlenp, const IcnvPlan *Plan);
 
 // What an open worked out so that code need not: null pointers where there is nothing. Belongs to the slot.
 struct IcnvPlan {
     const IcnvCatalogue *catalogue; // the plan holds only while this is the process's catalogue
-    IcnvStraight *straight; // the loop that converts a whole text by itself, or null
+    IcnvStraight *straight; // never null in a slot that was open once
     const u8 *map; // byte to byte with the new-line rule in it: `bytes` below, or null
     const IcnvFlat *flat; // the route's table
     alignas(64) u8 bytes[256]; // whole cache lines: the vector loops load all of it at each call
 };
+
+extern IcnvDescriptor IcnvPool[ICNV_DESCRIPTORS];
+extern IcnvPlan IcnvPlans[ICNV_DESCRIPTORS]; // of the slot with the same number
 
 // The working record of one call: a table as a lookup takes it.
 struct IcnvLookup {
@@ -146,7 +153,10 @@ i32 SupOS_CodeConv(const u8 **srcpp, u32 *slenp, u8 **tgtpp, u32 *tlenp, u32 tab
 i32 SupOS_NewCodeConv(const u8 **srcpp, u32 *slenp, u8 **tgtpp, u32 *tlenp, const u32 *tables, u32 fromKind,
                       u32 fromEncoding, u32 toKind, u32 toEncoding, u32 index, const IcnvPlan *Plan);
 
-// The straight loop of a descriptor whose plan has its tables; null where there is none.
+// SupOS_IcnvCode with every layer on the way, each with its guard.
+i32 SupOS_IcnvCodeByLayers(u32 cd, const u8 **srcpp, u32 *slenp, u8 **tgtpp, u32 *tlenp);
+
+// The straight loop of a descriptor whose plan has its tables; one that goes to the layers at once where there is none.
 IcnvStraight *SupOS_IcnvStraightOf(const IcnvPlan *Plan, const IcnvDescriptor *Descriptor);
 
 // The layout in which a pair of the Unicode and EUC route reads its first table; ICNV_FLAT_NONE where it reads none.

@@ -222,8 +222,9 @@ static inline ICNV_TARGET void mapBlock(const u8 *Source, u8 *Target, size_t Cou
 }
 
 #include "supos_ikern_mixed_int.h"
+#include "supos_ikern_straight_int.h"
 
 const IcnvKernels IcnvKernelsAvx2 = {
     "avx2",       mapBytes,     bytesToUnits, bytesToUtf,   utfToUnits, unitsToUtf, utfToBytes,
-    unitsToBytes, pairsToUnits, hostToUnits,  unitsToPairs, hostPass,   pcPass,
+    unitsToBytes, pairsToUnits, hostToUnits,  unitsToPairs, hostPass,   pcPass,     ICNV_STRAIGHT_LOOPS,
 };

@@ -59,6 +59,15 @@ struct IcnvKernels {
     // Passes of the mixed loops; null: none.
     IcnvMixedPass *hostPass;
     IcnvMixedPass *pcPass;
+
+    // Straight loops, each of one of the calls above.
+    IcnvStraight *mapStraight;
+    IcnvStraight *bytesToUcs;
+    IcnvStraight *bytesToUtf8;
+    IcnvStraight *utfToUcs;
+    IcnvStraight *utfToNarrow;
+    IcnvStraight *ucsToUtf;
+    IcnvStraight *ucsToNarrow;
 };
 
 extern const IcnvKernels IcnvKernelsPlain;

@@ -69,7 +69,10 @@ static size_t unitsToPairs(const u16 *Source, size_t Count, u8 *Target)
     return IcnvPlainUnitsToPairs(Source, Count, Target);
 }
 
+#define ICNV_TARGET
+#include "supos_ikern_straight_int.h"
+
 const IcnvKernels IcnvKernelsPlain = {
     "plain",      mapBytes,     bytesToUnits, bytesToUtf,   utfToUnits, unitsToUtf, utfToBytes,
-    unitsToBytes, pairsToUnits, hostToUnits,  unitsToPairs, nullptr,    nullptr,
+    unitsToBytes, pairsToUnits, hostToUnits,  unitsToPairs, nullptr,    nullptr,    ICNV_STRAIGHT_LOOPS,
 };

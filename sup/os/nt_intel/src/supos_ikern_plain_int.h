@@ -150,4 +150,17 @@ static inline size_t IcnvPlainUnitsToPairs(const u16 *Source, size_t Count, u8 *
     return static_cast<size_t>(out - Target);
 }
 
+// One double-byte character of a mixed text. Returns the target behind it.
+static inline u8 *IcnvPlainDouble(const u8 *Source, u8 *Target, const IcnvMixedRule *Rule)
+{
+    if (Rule->doubles == ICNV_DOUBLES_ONE) {
+        *Target = Rule->substitute;
+        return Target + 1;
+    }
+    u16 unit = IcnvUnitAt(Source);
+    if (Rule->doubles == ICNV_DOUBLES_TABLE) unit = __builtin_bswap16(Rule->flat[__builtin_bswap16(unit)]);
+    memcpy(Target, &unit, 2);
+    return Target + 2;
+}
+
 #endif

@@ -23,6 +23,8 @@
 
 // From this size on the target goes past the caches.
 constexpr size_t ICNV_STREAM_FROM = size_t{6} << 20;
+// From this size on a store more pays for stores that begin at a line.
+constexpr size_t ICNV_ALIGN_FROM = 512;
 
 static ICNV_INLINE __mmask64 bytesUpTo(size_t Count)
 {
@@ -83,15 +85,22 @@ static ICNV_TARGET void streamMapped(const u8 *Source, u8 *Target, size_t Blocks
     _mm_sfence();
 }
 
+// Where the text is converted in place a block must not be mapped twice; else its ends overlap their neighbours.
 static ICNV_TARGET void mapBytes(const u8 *Source, u8 *Target, size_t Count, const u8 *Map)
 {
     const Map256 map = loadMap(Map);
-    size_t i = 0;
-    if (Count >= 1024) { // stores that do not cross lines
-        i = (64 - (reinterpret_cast<uintptr_t>(Target) & 63)) & 63;
-        storeUpTo(Target, i, mapped(&map, _mm512_loadu_si512(Source)));
+    if (Count < 64) {
+        storeUpTo(Target, Count, mapped(&map, loadUpTo(Source, Count)));
+        return;
     }
-    if (Count >= ICNV_STREAM_FROM && Source != Target) {
+    const bool apart = Source != Target;
+    size_t i = 0;
+    const size_t behindLine = reinterpret_cast<uintptr_t>(Target) & 63;
+    if (apart && Count >= ICNV_ALIGN_FROM && behindLine != 0) { // stores that do not cross lines
+        _mm512_storeu_si512(Target, mapped(&map, _mm512_loadu_si512(Source)));
+        i = 64 - behindLine;
+    }
+    if (apart && Count >= ICNV_STREAM_FROM) {
         const size_t blocks = (Count - i) / 64;
         streamMapped(Source + i, Target + i, blocks, &map);
         i += 64 * blocks;
@@ -106,7 +115,12 @@ static ICNV_TARGET void mapBytes(const u8 *Source, u8 *Target, size_t Count, con
         _mm512_storeu_si512(Target + i + 128, mapped(&map, c));
         _mm512_storeu_si512(Target + i + 192, mapped(&map, d));
     }
-    for (; i < Count; i += 64) storeUpTo(Target + i, Count - i, mapped(&map, loadUpTo(Source + i, Count - i)));
+    for (; i + 64 <= Count; i += 64) _mm512_storeu_si512(Target + i, mapped(&map, _mm512_loadu_si512(Source + i)));
+    if (i == Count) return;
+    if (apart)
+        _mm512_storeu_si512(Target + Count - 64, mapped(&map, _mm512_loadu_si512(Source + Count - 64)));
+    else
+        storeUpTo(Target + i, Count - i, mapped(&map, loadUpTo(Source + i, Count - i)));
 }
 
 // Two vectors of bytes to one of pairs: element i of First before element i of Second, for the first or last 32.
@@ -239,7 +253,7 @@ static ICNV_TARGET size_t unitsToUtf(const u8 *Source, size_t Count, u8 *Target)
             out += 64;
         } else if (_mm512_test_epi16_mask(either, _mm512_set1_epi16(static_cast<i16>(0xF800))) == 0) {
             const __m512i limit = _mm512_set1_epi16(0x80);
-            out = putTwoBytes(out, a, ~u32{0}, _mm512_cmpge_epu16_mask(a, limit), whole);
+            out = putTwoBytes(out, a, ~u32{0}, _mm512_cmpge_epu16_mask(a, limit), true); // b overwrites
             out = putTwoBytes(out, b, ~u32{0}, _mm512_cmpge_epu16_mask(b, limit), whole);
         } else {
             out = putUnits(out, a, 32, whole);
@@ -266,7 +280,8 @@ static ICNV_INLINE u8 *putBytes(u8 *Target, __m512i First, __m512i Second, size_
     const Pair512 pairs = interleave(First, Second);
     u64 keep = _pdep_u64(valid, 0x5555555555555555u) | _pdep_u64(wide, 0xAAAAAAAAAAAAAAAAu);
     size_t count = static_cast<size_t>(_mm_popcnt_u64(keep));
-    Target = storeNext(Target, count, _mm512_maskz_compress_epi8(keep, pairs.half[0]), Whole);
+    // The other 32 characters of a whole block overwrite what is stored too much of these.
+    Target = storeNext(Target, count, _mm512_maskz_compress_epi8(keep, pairs.half[0]), Whole || Count == 64);
     if (Count <= 32) return Target;
     keep = _pdep_u64(valid >> 32, 0x5555555555555555u) | _pdep_u64(wide >> 32, 0xAAAAAAAAAAAAAAAAu);
     count = static_cast<size_t>(_mm_popcnt_u64(keep));
@@ -277,7 +292,7 @@ static ICNV_TARGET size_t bytesToUtf(const u8 *Source, u8 *Target, size_t Count,
 {
     const Map256 first = loadMap(Flat->utf[0]);
     const Map256 second = loadMap(Flat->utf[1]);
-    const Map256 third = loadMap(Flat->utf[2]);
+    const Map256 third = Flat->simple ? first : loadMap(Flat->utf[2]);
     u8 *out = Target;
     for (size_t i = 0; i < Count; i += 64) {
         const size_t count = Count - i < 64 ? Count - i : 64;
@@ -424,7 +439,15 @@ struct Stride {
     u64 ending; // those of them that end their character
     u32 pending; // bytes of an unfinished character before the next block
     bool general; // take the next block for one of any characters
+    bool begun; // there is a block before the next one
 };
+
+// A block from one or two places before. Before the first one nothing may be read, and nothing there belongs to it.
+static ICNV_INLINE __m512i loadBefore(const u8 *Place, u32 Back, const Stride *At)
+{
+    if (At->begun) return _mm512_loadu_si512(Place - Back);
+    return _mm512_maskz_loadu_epi8(~u64{0} << Back, Place - Back);
+}
 
 // Takes a block's characters into account. Returns their last bytes, 0 when the block is not well formed.
 static ICNV_INLINE u64 takeBlock(__m512i Bytes, u64 High, Stride *At)
@@ -453,7 +476,7 @@ static ICNV_INLINE size_t takeLatin(__m512i Bytes, const u8 *Place, u64 High, St
     const u64 latin = _mm512_cmpeq_epi8_mask(pair, _mm512_set1_epi8(static_cast<char>(0xC2)));
     const u64 wrong = (lead ^ latin) | ((lead << 1 | At->owed) ^ (High & ~lead));
     if (wrong != 0) return 0;
-    const __m512i before = _mm512_loadu_si512(Place - 1);
+    const __m512i before = loadBefore(Place, 1, At);
     const __mmask64 upper = _mm512_cmpeq_epi8_mask(before, _mm512_set1_epi8(static_cast<char>(0xC3)));
     const __m512i chars = _mm512_mask_add_epi8(Bytes, upper, Bytes, _mm512_set1_epi8(0x40));
     *Chars = _mm512_maskz_compress_epi8(~lead, chars);
@@ -463,13 +486,13 @@ static ICNV_INLINE size_t takeLatin(__m512i Bytes, const u8 *Place, u64 High, St
     return static_cast<size_t>(_mm_popcnt_u64(~lead));
 }
 
-static ICNV_INLINE Utf512 joinUtf(__m512i Bytes, const u8 *Place, u64 Ends)
+static ICNV_INLINE Utf512 joinUtf(__m512i Bytes, const u8 *Place, u64 Ends, const Stride *At)
 {
     const __m512i six = _mm512_set1_epi8(0x3F);
     const __m512i place = _mm512_maskz_compress_epi8(Ends, numbers());
     const __m512i last = _mm512_permutexvar_epi8(place, Bytes);
-    const __m512i before = _mm512_permutexvar_epi8(place, _mm512_loadu_si512(Place - 1));
-    const __m512i first = _mm512_permutexvar_epi8(place, _mm512_loadu_si512(Place - 2));
+    const __m512i before = _mm512_permutexvar_epi8(place, loadBefore(Place, 1, At));
+    const __m512i first = _mm512_permutexvar_epi8(place, loadBefore(Place, 2, At));
     const __mmask64 wide = _mm512_movepi8_mask(last);
     const __mmask64 wider = _mm512_mask_testn_epi8_mask(wide, before, _mm512_set1_epi8(0x40));
     const __m512i lastBits = _mm512_mask_mov_epi8(last, wide, _mm512_and_si512(last, six));
@@ -487,13 +510,13 @@ static ICNV_INLINE Utf512 joinUtf(__m512i Bytes, const u8 *Place, u64 Ends)
     return out;
 }
 
-// From a border between characters at least two bytes into the text. Returns the bytes consumed, to such a border.
-static ICNV_TARGET size_t strideToUnits(const u8 *Source, size_t Length, u8 *Target, size_t Room, size_t *Units)
+// From a border between characters. Returns the bytes consumed, to such a border.
+static ICNV_INLINE size_t strideToUnits(const u8 *Source, size_t Length, u8 *Target, size_t Room, size_t *Units)
 {
-    Stride at = {0, 0, 0, false};
+    Stride at = {0, 0, 0, false, false};
     size_t used = 0;
     size_t made = 0;
-    for (; used + 64 <= Length && made + 64 <= Room; used += 64) {
+    for (; used + 64 <= Length && made + 64 <= Room; used += 64, at.begun = true) {
         const __m512i bytes = _mm512_loadu_si512(Source + used);
         const u64 high = _mm512_movepi8_mask(bytes);
         u8 *const out = Target + 2 * made;
@@ -513,7 +536,7 @@ static ICNV_TARGET size_t strideToUnits(const u8 *Source, size_t Length, u8 *Tar
         }
         const u64 ends = takeBlock(bytes, high, &at);
         if (ends == 0) break;
-        const Utf512 chars = joinUtf(bytes, Source + used, ends);
+        const Utf512 chars = joinUtf(bytes, Source + used, ends, &at);
         storeUnits(out, &chars);
         made += chars.count;
     }
@@ -526,6 +549,12 @@ static ICNV_TARGET size_t utfToUnits(const u8 *Source, size_t Length, u8 *Target
     size_t used = 0;
     size_t made = 0;
     while (used < Length && made < Room) {
+        if (Length - used >= 128) { // a single block is better off by itself
+            size_t more = 0;
+            used += strideToUnits(Source + used, Length - used, Target + 2 * made, Room - made, &more);
+            made += more;
+            if (used == Length || made == Room) break;
+        }
         const size_t count = Length - used < 64 ? Length - used : 64;
         const size_t room = Room - made;
         const __m512i bytes = loadUpTo(Source + used, count);
@@ -551,11 +580,6 @@ static ICNV_TARGET size_t utfToUnits(const u8 *Source, size_t Length, u8 *Target
             used = static_cast<size_t>(in - Source);
             ++made;
         }
-        if (used >= 2 && Length - used >= 64) {
-            size_t more = 0;
-            used += strideToUnits(Source + used, Length - used, Target + 2 * made, Room - made, &more);
-            made += more;
-        }
     }
     *Units = made;
     return used;
@@ -576,13 +600,13 @@ static ICNV_INLINE void putNarrow(u8 *Target, __m512i Units, size_t Count, const
 }
 
 // Whole blocks to bytes; see strideToUnits.
-static ICNV_TARGET size_t strideToBytes(const u8 *Source, size_t Length, u8 *Target, size_t Room, const Map256 *Map,
+static ICNV_INLINE size_t strideToBytes(const u8 *Source, size_t Length, u8 *Target, size_t Room, const Map256 *Map,
                                         const u8 *Narrow, size_t *Bytes)
 {
-    Stride at = {0, 0, 0, false};
+    Stride at = {0, 0, 0, false, false};
     size_t used = 0;
     size_t made = 0;
-    for (; used + 64 <= Length && made + 64 <= Room; used += 64) {
+    for (; used + 64 <= Length && made + 64 <= Room; used += 64, at.begun = true) {
         const __m512i bytes = _mm512_loadu_si512(Source + used);
         const u64 high = _mm512_movepi8_mask(bytes);
         u8 *const out = Target + made;
@@ -601,7 +625,7 @@ static ICNV_TARGET size_t strideToBytes(const u8 *Source, size_t Length, u8 *Tar
         }
         const u64 ends = takeBlock(bytes, high, &at);
         if (ends == 0) break;
-        const Utf512 chars = joinUtf(bytes, Source + used, ends);
+        const Utf512 chars = joinUtf(bytes, Source + used, ends, &at);
         putNarrow(out, chars.units[0], least(chars.count, 32), Map, Narrow);
         if (chars.count > 32) putNarrow(out + 32, chars.units[1], chars.count - 32, Map, Narrow);
         made += chars.count;
@@ -617,6 +641,12 @@ static ICNV_TARGET size_t utfToBytes(const u8 *Source, size_t Length, u8 *Target
     size_t used = 0;
     size_t made = 0;
     while (used < Length && made < Room) {
+        if (Length - used >= 128) { // a single block is better off by itself
+            size_t more = 0;
+            used += strideToBytes(Source + used, Length - used, Target + made, Room - made, &map, Narrow, &more);
+            made += more;
+            if (used == Length || made == Room) break;
+        }
         const size_t count = Length - used < 64 ? Length - used : 64;
         const size_t room = Room - made;
         const __m512i bytes = loadUpTo(Source + used, count);
@@ -641,11 +671,6 @@ static ICNV_TARGET size_t utfToBytes(const u8 *Source, size_t Length, u8 *Target
             if (!IcnvPlainUtf(&in, Source + Length, &unit)) break;
             Target[made++] = Narrow[unit];
             used = static_cast<size_t>(in - Source);
-        }
-        if (used >= 2 && Length - used >= 64) {
-            size_t more = 0;
-            used += strideToBytes(Source + used, Length - used, Target + made, Room - made, &map, Narrow, &more);
-            made += more;
         }
     }
     *Bytes = made;
@@ -806,8 +831,9 @@ static ICNV_INLINE void mapBlock(const u8 *Source, u8 *Target, size_t Count, con
 }
 
 #include "supos_ikern_mixed_int.h"
+#include "supos_ikern_straight_int.h"
 
 const IcnvKernels IcnvKernelsVbmi = {
     "vbmi",       mapBytes,     bytesToUnits, bytesToUtf,   utfToUnits, unitsToUtf, utfToBytes,
-    unitsToBytes, pairsToUnits, hostToUnits,  unitsToPairs, hostPass,   pcPass,
+    unitsToBytes, pairsToUnits, hostToUnits,  unitsToPairs, hostPass,   pcPass,     ICNV_STRAIGHT_LOOPS,
 };

@@ -7,18 +7,17 @@
 //     HostPCMS    one substitute    dropped                  1                         only from outside a run
 //     PCHostMS    one substitute    none                     2 for the first, then 1   yes
 //
-// A stream is left neither inside a run nor with half a character, whatever stops it. Each loop takes long stretches
-// by a quick pass, which stops short of everything that needs a decision; then it goes on by itself, character by
-// character, as the state in IcnvMixed tells.
+// A stream is left neither inside a run nor with half a character, whatever stops it. Each loop takes what it can
+// by quick passes, which stop short of everything that needs a decision; then it goes on by itself, one character, as
+// the state in IcnvMixed tells.
 
 #include <string.h>
 
 #include "inftr_guard.h"
-#include "supos_ikern_int.h"
-#include "supos_imixed_int.h"
+#include "supos_ikern_plain_int.h"
 
-// Characters that a loop takes by itself before the quick pass is tried again.
-constexpr u32 ICNV_PLAIN_STRETCH = 8;
+// Stops of the plain pass before blocks are tried again.
+constexpr u32 ICNV_PLAIN_STRETCH = 4;
 
 void XltDBCS(const u8 **srcpp, u8 **tgtpp, u32 *xltsp, u32 *xlttp, const IcnvConv *pnew)
 {
@@ -80,6 +79,15 @@ static void step(IcnvMixed *At)
 {
     ++At->source;
     ++At->consumed;
+}
+
+static void moveTo(IcnvMixed *At, const u8 *Source, u8 *Target, bool InRun)
+{
+    At->consumed += static_cast<u32>(Source - At->source);
+    At->written += static_cast<u32>(Target - At->target);
+    At->source = Source;
+    At->target = Target;
+    At->inRun = InRun;
 }
 
 static void put(IcnvMixed *At, u8 Byte)
@@ -157,17 +165,84 @@ static IcnvMixedRule ruleOf(const IcnvConv *Conv, u32 Mode, bool Substitutes)
     return rule;
 }
 
-// Takes a quick pass when it is due. Stretch counts the characters until the next one.
-static void passWhenDue(IcnvMixed *At, const IcnvConv *Conv, const IcnvMixedRule *Rule, IcnvMixedPass *Pass,
-                        u32 *Stretch)
+// The same as the loop of a host source, character by character, as far as all is well: it stops before the end of
+// either side, before an empty run, half a character, and where a character has no room.
+static void plainHostPass(IcnvMixed *At, const IcnvMixedRule *Rule)
 {
-    if (!Conv->quick || Pass == nullptr) return;
-    if (*Stretch != 0) {
-        --*Stretch;
-        return;
+    const u8 *in = At->source;
+    const u8 *const end = in + sourceLeft(At);
+    u8 *out = At->target;
+    u8 *const full = out + roomLeft(At);
+    const ptrdiff_t needed = Rule->shifts ? 3 : Rule->doubles == ICNV_DOUBLES_ONE ? 1 : 2;
+    bool inRun = At->inRun;
+    while (in < end) {
+        if (!inRun) {
+            if (out == full) break;
+            if (*in != ICNV_SHIFT_OUT) {
+                *out++ = Rule->map[*in++];
+                continue;
+            }
+            if (end - in < 2 || in[1] == ICNV_SHIFT_IN || full - out < 2) break;
+            if (Rule->shifts) *out++ = ICNV_SHIFT_OUT;
+            ++in;
+            inRun = true;
+        } else if (*in == ICNV_SHIFT_IN) {
+            if (Rule->shifts) *out++ = ICNV_SHIFT_IN; // its room was kept
+            if (!Rule->keepsShiftIn) ++in;
+            inRun = false;
+        } else {
+            if (end - in < 2 || in[1] == ICNV_SHIFT_IN || full - out < needed) break;
+            out = IcnvPlainDouble(in, out, Rule);
+            in += 2;
+        }
     }
-    Pass(At, Rule);
-    *Stretch = ICNV_PLAIN_STRETCH;
+    moveTo(At, in, out, inRun);
+}
+
+static void plainPCPass(IcnvMixed *At, const IcnvMixedRule *Rule)
+{
+    const u8 *in = At->source;
+    const u8 *const end = in + sourceLeft(At);
+    u8 *out = At->target;
+    u8 *const full = out + roomLeft(At);
+    const ptrdiff_t needed = Rule->doubles == ICNV_DOUBLES_ONE ? 1 : 3;
+    bool inRun = At->inRun;
+    for (;;) {
+        const bool lead = in < end && IcnvIsLead(&Rule->lead, *in);
+        if (inRun) {
+            if (lead && end - in >= 2 && full - out >= needed) {
+                out = IcnvPlainDouble(in, out, Rule);
+                in += 2;
+                continue;
+            }
+            if (Rule->shifts) *out++ = ICNV_SHIFT_IN; // its room was kept
+            inRun = false;
+        }
+        if (in == end || out == full) break;
+        if (!lead) {
+            *out++ = Rule->map[*in++];
+            continue;
+        }
+        if (end - in < 2 || full - out < (Rule->shifts ? 4 : 2)) break;
+        if (Rule->shifts) *out++ = ICNV_SHIFT_OUT;
+        out = IcnvPlainDouble(in, out, Rule);
+        in += 2;
+        inRun = true;
+    }
+    moveTo(At, in, out, inRun);
+}
+
+// Takes the quick passes where they may be used: blocks first, then what is left of a text or before its trouble.
+static void passQuickly(IcnvMixed *At, const IcnvConv *Conv, const IcnvMixedRule *Rule, IcnvMixedPass *Blocks,
+                        IcnvMixedPass *Plain, u32 *Stretch)
+{
+    if (!Conv->quick) return;
+    if (*Stretch == 0) {
+        if (Blocks != nullptr) Blocks(At, Rule);
+        *Stretch = ICNV_PLAIN_STRETCH;
+    }
+    --*Stretch;
+    Plain(At, Rule);
 }
 
 // Outside a run of a host source: one character, or the shift-out that opens a run. False when a pair of bytes that
@@ -204,7 +279,7 @@ i32 HostPCMM(const u8 **srcpp, const u32 *slenp, u8 **tgtpp, u32 *tlenp, const I
     u32 stretch = 0;
 
     for (;;) {
-        if (code == ICNV_RC_OK) passWhenDue(&at, conv, &rule, SupOS_IcnvKernels()->hostPass, &stretch);
+        if (code == ICNV_RC_OK) passQuickly(&at, conv, &rule, SupOS_IcnvKernels()->hostPass, plainHostPass, &stretch);
         if (!at.inRun) {
             if (code != ICNV_RC_OK || !goesOn(&at)) break;
             if (!hostOutside(&at, conv, mode, shifts)) break;
@@ -240,7 +315,7 @@ i32 HostPCMS(const u8 **srcpp, const u32 *slenp, u8 **tgtpp, u32 *tlenp, const I
     u32 stretch = 0;
 
     for (;;) {
-        if (code == ICNV_RC_OK) passWhenDue(&at, conv, &rule, SupOS_IcnvKernels()->hostPass, &stretch);
+        if (code == ICNV_RC_OK) passQuickly(&at, conv, &rule, SupOS_IcnvKernels()->hostPass, plainHostPass, &stretch);
         if (!at.inRun) {
             if (code != ICNV_RC_OK || !goesOn(&at)) break;
             if (!hostOutside(&at, conv, mode, false)) break;
@@ -318,7 +393,7 @@ i32 PCHostMM(const u8 **srcpp, const u32 *slenp, u8 **tgtpp, u32 *tlenp, const I
     code = ICNV_RC_OK;
     u32 stretch = 0;
     for (;;) {
-        passWhenDue(&at, conv, &rule, SupOS_IcnvKernels()->pcPass, &stretch);
+        passQuickly(&at, conv, &rule, SupOS_IcnvKernels()->pcPass, plainPCPass, &stretch);
         if (at.inRun) {
             if (sourceLeft(&at) >= 2 && roomLeft(&at) >= 3 && isAtLead(&at, &rule.lead)) {
                 convertDouble(&at, conv);
@@ -356,7 +431,7 @@ i32 PCHostMS(const u8 **srcpp, const u32 *slenp, u8 **tgtpp, u32 *tlenp, const I
     code = ICNV_RC_OK;
     u32 stretch = 0;
     for (;;) {
-        passWhenDue(&at, conv, &rule, SupOS_IcnvKernels()->pcPass, &stretch);
+        passQuickly(&at, conv, &rule, SupOS_IcnvKernels()->pcPass, plainPCPass, &stretch);
         if (at.inRun) {
             if (sourceLeft(&at) >= 2 && roomLeft(&at) >= 1 && isAtLead(&at, &rule.lead))
                 substituteDouble(&at, mode);

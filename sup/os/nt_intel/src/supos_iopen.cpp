@@ -16,13 +16,12 @@
 #include "win32_file.h"
 #include "win32_sync.h"
 
-static IcnvDescriptor icnvPool[ICNV_DESCRIPTORS];
-static IcnvPlan icnvPlans[ICNV_DESCRIPTORS]; // of the slot with the same number
+IcnvDescriptor IcnvPool[ICNV_DESCRIPTORS];
+IcnvPlan IcnvPlans[ICNV_DESCRIPTORS];
+
 static IcnvDescriptor *icnvFreeList; // guarded by icnvLock
 static handle icnvLock;
 
-constexpr u32 ICNV_FIRST_CODE = 0x49430000u;
-constexpr u32 ICNV_CODE_STEP = 4;
 constexpr u32 ICNV_NO_LIMIT = 0xFFFFFFFFu;
 
 // The fault of a caller's mistake that nothing can answer: a read through a null pointer.
@@ -47,7 +46,7 @@ void SupOS_IcnvInitProcess(void)
 
     icnvLock = CreateMutexA(nullptr, 0, nullptr);
     IcnvDescriptor *head = nullptr;
-    for (IcnvDescriptor &descriptor : icnvPool) { // the last slot is handed out first
+    for (IcnvDescriptor &descriptor : IcnvPool) { // the last slot is handed out first
         descriptor.next = head;
         head = &descriptor;
     }
@@ -166,8 +165,8 @@ u32 SupOS_SafeIcnvOpen(const char *ToCode, const char *FromCode)
         found.mode = ICNV_MODE_COPY;
     }
     *taken = found;
-    const u32 slot = static_cast<u32>(taken - icnvPool);
-    SupOS_IcnvMakePlan(&icnvPlans[slot], taken);
+    const u32 slot = static_cast<u32>(taken - IcnvPool);
+    SupOS_IcnvMakePlan(&IcnvPlans[slot], taken);
     errno = before;
     cd = ICNV_FIRST_CODE + slot * ICNV_CODE_STEP;
     INFTR_RETURN_VALUE(5, cd);
@@ -179,20 +178,13 @@ i32 SupOS_SafeIcnvClose(u32 cd)
     INFTR_ENTRY(INFTR_CLASS_API_ENTRY, "(%#x)", cd);
 
     i32 result = -1;
-    IcnvDescriptor *const closed = &icnvPool[slotOf(cd)];
+    IcnvDescriptor *const closed = &IcnvPool[slotOf(cd)];
     if (WaitForSingleObject(icnvLock, ICNV_NO_LIMIT) == WAIT_FAILED) INFTR_RETURN_VALUE(1, result);
     closed->next = icnvFreeList;
     icnvFreeList = closed;
     if (!ReleaseMutex(icnvLock)) INFTR_RETURN_VALUE(2, result);
     result = 0;
     INFTR_RETURN_VALUE(3, result);
-}
-
-// Whether the layers below could leave a trace.
-static bool isTraced(void)
-{
-    const struct InfTR_MasterTraceArea *const master = InfTR_Read(InfTR_TracePtr);
-    return master != nullptr && InfTR_Read(master->TraceFlagMaster) == 1;
 }
 
 // The copy of a descriptor without work: all or nothing, and the pointers stay.
@@ -218,17 +210,11 @@ i32 SupOS_SafeIcnvCode(u32 cd, const u8 **srcpp, u32 *slenp, u8 **tgtpp, u32 *tl
     }
 
     const u32 slot = slotOf(cd);
-    const IcnvDescriptor *const descriptor = &icnvPool[slot];
-    const IcnvPlan *plan = &icnvPlans[slot];
+    const IcnvDescriptor *const descriptor = &IcnvPool[slot];
+    const IcnvPlan *plan = &IcnvPlans[slot];
     if (plan->catalogue == nullptr || plan->catalogue != InfTR_Read(IcnvRoot)) plan = nullptr;
 
-    u32 written;
-    if (plan != nullptr && plan->straight != nullptr && !isTraced() &&
-        plan->straight(plan, *srcpp, length, *tgtpp, room, &written)) {
-        *srcpp += length;
-        *tgtpp += written;
-        *tlenp = written;
-    } else if (descriptor->mode == ICNV_MODE_COPY) {
+    if (descriptor->mode == ICNV_MODE_COPY) {
         code = copyAll(*srcpp, length, *tgtpp, room);
         if (code != ICNV_RC_OK) INFTR_RETURN_CODE(2, code);
         *tlenp = length;

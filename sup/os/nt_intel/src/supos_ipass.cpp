@@ -4,6 +4,7 @@
 // only once. A pass takes no more characters than the target holds in the worst case, and none that a reader has doubts
 // about; so nothing can go wrong in it, and the plain loop goes on behind it as if it had done the work.
 
+#include <emmintrin.h>
 #include <string.h>
 
 #include "supos_ikern_int.h"
@@ -82,21 +83,23 @@ static bool isPaired(const IcnvEucWidths *Row)
     return Row->widths[1] == 2;
 }
 
-// Four at a time: one load and one store for all, and four fetches that do not wait for each other.
-static void mapWords(u16 *Units, size_t Count, const u16 *Flat)
+// Eight at a time: fetches that do not wait for each other, and one store for all.
+static void mapWords(const u16 *Units, size_t Count, u8 *Target, const u16 *Flat)
 {
     size_t i = 0;
-    for (; i + 4 <= Count; i += 4) {
-        u64 four;
-        memcpy(&four, Units + i, sizeof four);
-        const u64 first = Flat[four & 0xFFFF];
-        const u64 second = Flat[four >> 16 & 0xFFFF];
-        const u64 third = Flat[four >> 32 & 0xFFFF];
-        const u64 fourth = Flat[four >> 48];
-        four = first | second << 16 | third << 32 | fourth << 48;
-        memcpy(Units + i, &four, sizeof four);
+    for (; i + 8 <= Count; i += 8) {
+        const u16 *const in = Units + i;
+        __m128i first = _mm_cvtsi32_si128(Flat[in[0]]);
+        __m128i second = _mm_cvtsi32_si128(Flat[in[4]]);
+        first = _mm_insert_epi16(first, Flat[in[1]], 1);
+        second = _mm_insert_epi16(second, Flat[in[5]], 1);
+        first = _mm_insert_epi16(first, Flat[in[2]], 2);
+        second = _mm_insert_epi16(second, Flat[in[6]], 2);
+        first = _mm_insert_epi16(first, Flat[in[3]], 3);
+        second = _mm_insert_epi16(second, Flat[in[7]], 3);
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(Target + 2 * i), _mm_unpacklo_epi64(first, second));
     }
-    for (; i < Count; ++i) Units[i] = Flat[Units[i]];
+    for (; i < Count; ++i) memcpy(Target + 2 * i, &Flat[Units[i]], 2);
 }
 
 // The EUC character of a shift byte, mapped; 0 bytes when it is not of two or three bytes, or not whole.
@@ -116,8 +119,8 @@ static size_t shiftedEuc(const IcnvStream *Stream, size_t Used, const u16 *Flat,
     return 0;
 }
 
-// EUC is mapped while it is read, for its characters behind shift bytes have a plane of their own.
-static size_t readEuc(IcnvStream *Stream, const u16 *Flat, u16 *Units, size_t Room, size_t *Made)
+// EUC is mapped while it is read, for its characters behind shift bytes have a plane of their own. Out may be Units.
+static size_t readEuc(IcnvStream *Stream, const u16 *Flat, u16 *Units, u8 *Out, size_t Room, size_t *Made)
 {
     *Made = 0;
     if (!isPaired(&Stream->widths)) return 0;
@@ -127,18 +130,19 @@ static size_t readEuc(IcnvStream *Stream, const u16 *Flat, u16 *Units, size_t Ro
         size_t made = 0;
         used += SupOS_IcnvKernels()->pairsToUnits(Stream->source + used, sourceLeft(Stream) - used, Units + *Made,
                                                   Room - *Made, &pairs, &made);
-        mapWords(Units + *Made, made, Flat);
+        mapWords(Units + *Made, made, Out + 2 * *Made, Flat);
         *Made += made;
         if (*Made == Room || used == sourceLeft(Stream)) return used;
-        const size_t shifted = shiftedEuc(Stream, used, Flat, &Units[*Made]);
+        u16 unit = 0;
+        const size_t shifted = shiftedEuc(Stream, used, Flat, &unit);
         if (shifted == 0) return used;
+        memcpy(Out + 2 * *Made, &unit, 2);
         used += shifted;
         ++*Made;
     }
 }
 
-static size_t readUnits(const IcnvJoin *Join, IcnvStream *Stream, const IcnvFlat *Flat, u16 *Units, size_t Room,
-                        size_t *Made)
+static size_t readUnits(const IcnvJoin *Join, IcnvStream *Stream, u16 *Units, size_t Room, size_t *Made)
 {
     const IcnvKernels *const kernels = SupOS_IcnvKernels();
     const u8 *const source = Stream->source;
@@ -154,7 +158,7 @@ static size_t readUnits(const IcnvJoin *Join, IcnvStream *Stream, const IcnvFlat
         return kernels->pairsToUnits(source, left, Units, Room, &pairs, Made);
     }
     case ICNV_READ_HOST: return kernels->hostToUnits(source, left, Units, Room, &Stream->shift, Made);
-    case ICNV_READ_EUC: return readEuc(Stream, Flat->words, Units, Room, Made);
+    case ICNV_READ_EUC:
     case ICNV_READ_BYTE:
     case ICNV_READ_GB: break;
     }
@@ -209,11 +213,11 @@ static size_t writeUnits(const IcnvJoin *Join, IcnvStream *Stream, const IcnvFla
     const IcnvKernels *const kernels = SupOS_IcnvKernels();
     u8 *const target = Stream->target;
     switch (Join->writer) {
-    case ICNV_WRITE_UCS: memcpy(target, Units, 2 * Count); return 2 * Count;
     case ICNV_WRITE_UTF: return kernels->unitsToUtf(reinterpret_cast<const u8 *>(Units), Count, target);
     case ICNV_WRITE_PC: return kernels->unitsToPairs(Units, Count, target);
     case ICNV_WRITE_HOST: return writeHost(Units, Count, target, &Stream->shift);
     case ICNV_WRITE_EUC: return writeEuc(Units, Count, target, Flat->longs);
+    case ICNV_WRITE_UCS:
     case ICNV_WRITE_BYTE: break;
     }
     return 0;
@@ -240,9 +244,14 @@ u32 SupOS_IcnvPass(const IcnvJoin *Join, IcnvStream *Stream, const IcnvFlat *Fla
 
     u16 units[ICNV_PASS_UNITS];
     const size_t room = least(ICNV_PASS_UNITS, unitsFor(Join->writer, roomLeft(Stream)));
+    // Mapped units go straight into a target of units.
+    const bool toUnits = Join->writer == ICNV_WRITE_UCS;
+    u8 *const mapped = toUnits ? Stream->target : reinterpret_cast<u8 *>(units);
+    const bool isEuc = Join->reader == ICNV_READ_EUC;
     size_t count = 0;
-    const size_t used = readUnits(Join, Stream, Flat, units, room, &count);
+    const size_t used = isEuc ? readEuc(Stream, Flat->words, units, mapped, room, &count)
+                              : readUnits(Join, Stream, units, room, &count);
     if (count == 0) return 0;
-    if (Join->layout == ICNV_FLAT_D2) mapWords(units, count, Flat->words);
-    return move(Stream, used, writeUnits(Join, Stream, Flat, units, count));
+    if (Join->layout == ICNV_FLAT_D2) mapWords(units, count, mapped, Flat->words);
+    return move(Stream, used, toUnits ? 2 * count : writeUnits(Join, Stream, Flat, units, count));
 }

@@ -54,6 +54,9 @@ i32 SupOS_CodeConv(const u8 **srcpp, u32 *slenp, u8 **tgtpp, u32 *tlenp, u32 tab
         conv.quick = isApart(*srcpp, *slenp, *tgtpp, *tlenp) && (conv.flat != nullptr || conv.dbcs.table == nullptr);
         if (table2 != 0 && *srcpp == *tgtpp) conv.quick = false; // only a byte for a byte may be done in place
     }
+    // Each double-byte character has trace points of its own, which a quick pass would leave out.
+    if (table2 != 0 && InfTR_Guard(INFTR_COMPONENT_SUPOS, INFTR_CLASS_ENTRY | INFTR_CLASS_VOID_EXIT))
+        conv.quick = false;
 
     const bool fromHost = (mode & ICNV_FROM_HOST) != 0;
     i32 code;
