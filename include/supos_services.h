@@ -36,7 +36,8 @@ VELA_API i32 SupOS_Getopt(i32 Argc, char **Argv, const char *Options);
  * interrupt, segment violation, termination.
  *
  * Each of them then ends the process with exit code 99; all but the interrupt first leave the message ERZ058916E and a
- * symptom. Replaces the handlers that these signals had. For process start. Traces as SUPOS.
+ * symptom. Replaces the handlers that these signals had. The first call also loads the libraries that a fault report
+ * (supos_faults.h) takes its symbols from. For process start. Traces as SUPOS.
  */
 VELA_API void SupOS_SigInit(void);
 

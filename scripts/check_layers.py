@@ -25,7 +25,7 @@ FLOORS = [
     ("ter/bm/src", INNER),
     ("remote_clients", INNER),
     ("gen", ["include", "platform/include"]),
-    ("tools", ["gen", "include", "platform/include"]),
+    ("tools", ["gen", "include", "include/inner", "platform/include"]),
 ]
 # System headers that only the platform sees; the rest of the library is plain C++ and C. <sys/time.h> has the time
 # limits of exported calls.

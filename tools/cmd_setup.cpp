@@ -28,11 +28,14 @@ constexpr const char *dataFolders[] = {"vela_regions",     "vela_servers",     "
 constexpr const char *regionFolders[] = {"bin", "maps", "data", "classes", "database", "database/RD"};
 
 constexpr char environmentText[] =
-    "# Environment of the servers of this region, read when a server starts.\n"
+    "# Environment of the servers of this region, read when a server starts. A line NAME=VALUE sets a variable:\n"
     "#\n"
-    "# A line NAME=VALUE sets a variable; letters, digits and underscores make a name. %NAME% in a value stands for\n"
-    "# the value that the variable has then. Quotes around a whole value are dropped. Lines have up to 510 "
-    "characters.\n"
+    "#   NAME     letters, digits and underscores, and no blank before the =\n"
+    "#   \"VALUE\"  a pair of quotes around the whole value is dropped, and so are blanks behind it\n"
+    "#   %OTHER%  in a value stands for the value of OTHER; it stays as it is written where OTHER is not set\n"
+    "#   NAME=    removes the variable\n"
+    "#\n"
+    "# Lines have up to 510 characters. Any other line is passed over. To use one of these, take its # away:\n"
     "#\n"
     "# VELATRACE=-B ON -M ON -S ON -t ALL=4\n"
     "# LANG=C.UTF-8\n";

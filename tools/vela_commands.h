@@ -23,6 +23,7 @@ struct Vela_Exit {
 
 void Vela_AddSetup(CLI::App &Program);
 void Vela_AddRegistry(CLI::App &Program);
+void Vela_AddStanza(CLI::App &Program);
 void Vela_Add3270(CLI::App &Program);
 void Vela_AddTrace(CLI::App &Program);
 void Vela_AddMessage(CLI::App &Program);

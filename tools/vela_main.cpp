@@ -14,8 +14,8 @@ using AddCommand = void (*)(CLI::App &);
 
 // In the order of the help text.
 constexpr AddCommand commands[] = {
-    Vela_AddSetup,    Vela_AddRegistry, Vela_AddTrace,   Vela_AddMessage, Vela_AddConvert,
-    Vela_AddCodesets, Vela_Add3270,     Vela_AddRegions, Vela_AddRelay,
+    Vela_AddSetup,   Vela_AddRegistry, Vela_AddStanza, Vela_AddTrace,   Vela_AddMessage,
+    Vela_AddConvert, Vela_AddCodesets, Vela_Add3270,   Vela_AddRegions, Vela_AddRelay,
 };
 
 constexpr int exitFailure = 1;

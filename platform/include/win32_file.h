@@ -33,7 +33,8 @@ PLAT_API i32 WriteFile(handle File, const void *Data, u32 Size, u32 *Written, vo
  * Count       receives the bytes read; may be NULL
  * Overlapped  must be NULL, else error 87
  *
- * Returns nonzero (a file's end gives 0 bytes), or 0 with the reason in GetLastError: 109 at the end of a pipe. */
+ * Returns nonzero (a file's end gives 0 bytes), or 0 with the reason in GetLastError: 109 at the end of a pipe. With Size 0
+ * nothing waits. */
 PLAT_API i32 ReadFile(handle File, void *Data, u32 Size, u32 *Count, void *Overlapped);
 
 #define GENERIC_READ 0x80000000u
@@ -52,7 +53,10 @@ PLAT_API i32 ReadFile(handle File, void *Data, u32 Size, u32 *Count, void *Overl
  * Access    GENERIC_READ, GENERIC_WRITE or both
  * Share     what others may do with the file meanwhile, FILE_SHARE_READ and FILE_SHARE_WRITE. Known for files that this
  *           process opened here or by _open; against other processes nothing is held.
- * Security  protection of a new file, may be NULL: the access list of its descriptor becomes owner, group and mode
+ * Security  protection of a file that this call makes, may be NULL: its descriptor becomes owner, group and mode, and the
+ *           umask has no part in it. A null list is 0666; a list is 0660 and the group that it names, 0600 without one.
+ *           An owner or group that this process may not give is left out. A file that is there stays as it is. Without
+ *           a descriptor the system's default holds, 0666 less the umask.
  * Creation  one of the five words above
  *
  * Returns PLAT_INVALID_HANDLE with the reason in GetLastError: 2 no file, 3 no directory for it, 5 a directory or no

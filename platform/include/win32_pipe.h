@@ -33,6 +33,7 @@ PLAT_API i32 PeekNamedPipe(handle Pipe, void *Buffer, u32 Size, u32 *BytesRead, 
 /* Takes a name.
  *
  * OpenMode, PipeMode  PIPE_ACCESS_INBOUND and PIPE_TYPE_BYTE; Instances must be 1; else error 87
+ * Security            not looked at: the pipe takes clients of its own user alone, whatever umask and directory allow
  *
  * Returns a handle, or PLAT_INVALID_HANDLE: error 231 when the name is taken, 123 for no pipe name. */
 PLAT_API handle CreateNamedPipeA(const char *Name, u32 OpenMode, u32 PipeMode, u32 Instances, u32 OutSize, u32 InSize,

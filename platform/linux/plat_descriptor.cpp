@@ -3,6 +3,7 @@
 #include "plat_descriptor.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
 
@@ -96,4 +97,11 @@ int Plat_WriteAll(int Descriptor, const void *Data, size_t Size, size_t *Written
     } while (done < Size);
     if (Written != nullptr) *Written = done;
     return result;
+}
+
+bool Plat_PipeIsBroken(int Descriptor)
+{
+    struct pollfd entry = {Descriptor, POLLIN, 0};
+    return PLAT_RETRY(Plat_Sys.Poll(&entry, 1, 0)) > 0 && (entry.revents & POLLHUP) != 0 &&
+           (entry.revents & POLLIN) == 0;
 }

@@ -30,4 +30,7 @@ PLAT_API ssize_t Plat_WriteOnce(int Descriptor, const void *Data, size_t Size);
 // Writes all; 0, or -1 with errno. *Written (may be null) receives the count in both cases.
 PLAT_API int Plat_WriteAll(int Descriptor, const void *Data, size_t Size, size_t *Written);
 
+// Whether a pipe is empty and has no writer any more.
+bool Plat_PipeIsBroken(int Descriptor);
+
 #endif

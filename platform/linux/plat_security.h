@@ -12,11 +12,16 @@ struct Plat_Protection {
     mode_t Mode; // 0666 open to all, 0660 for a list with a group, 0600 for one without
     bool HasGroup;
     gid_t Group; // the group of the list
+    bool HasOwner;
+    uid_t Owner; // the owner in the descriptor; nobody else than who makes the file without one
 };
 
 // False when Security, its descriptor or the descriptor's list is not there: then the system's default holds.
-// The caller applies it with fchmod and fchown, never by way of the umask; a group that may not be given is left out.
 PLAT_API bool Plat_ProtectionOf(const void *Security, Plat_Protection *Out);
+
+// Gives a new file its protection, whatever the umask is. An owner or a group that may not be given is left out, and a
+// group that was left out has no rights: its rights would be those of another group.
+void Plat_Protect(int Descriptor, const Plat_Protection *Protection);
 
 // The lists that the process has set, 0 bytes where it has none.
 enum Plat_KeptList {

@@ -42,6 +42,7 @@ constinit Plat_SysTable Plat_Sys = {
     .Fsync = fsync,
     .Fdatasync = fdatasync,
     .Fchmod = fchmod,
+    .Fchown = fchown,
     .Flock = flock,
     .Fstat = fstat,
     .Stat = stat,

@@ -37,6 +37,7 @@ struct Plat_SysTable {
     int (*Fsync)(int Descriptor);
     int (*Fdatasync)(int Descriptor);
     int (*Fchmod)(int Descriptor, mode_t Mode);
+    int (*Fchown)(int Descriptor, uid_t Owner, gid_t Group);
     int (*Flock)(int Descriptor, int Operation);
     int (*Fstat)(int Descriptor, struct stat *Out);
     int (*Stat)(const char *Path, struct stat *Out);

@@ -1,7 +1,8 @@
 // Waiting for several objects: a waiter hangs an entry into the list of each, sleeps on a word of its own, and takes the
 // entries out again. Whoever sets an object marks the waiters of its list under the lock and wakes them behind it, so that
 // they do not run into the lock at once. A waiter may be gone by then: waking needs no more than the word's address, and
-// a wake-up that meets somebody else is one that a sleeper must stand anyway.
+// a wake-up that meets somebody else is one that a sleeper must stand anyway. Setting satisfies every waiter that is there,
+// even when the object is reset before they come to run.
 
 #include "plat_waitable.h"
 
@@ -18,11 +19,13 @@
 
 struct Waiter {
     u32 Woken; // the word of the sleep; set under the lock
+    i32 Found; // guarded by the lock: the lowest index of an object that was set meanwhile, -1 for none
 };
 
 struct Plat_WaitEntry {
     Waiter *Owner;
     Plat_WaitEntry *Next;
+    i32 Index; // of the object among those that the owner waits for
 };
 
 static constinit pthread_mutex_t waitLock = PTHREAD_MUTEX_INITIALIZER;
@@ -60,7 +63,9 @@ void Plat_WaitableSet(Plat_Waitable *Object)
     pthread_mutex_lock(&waitLock);
     Object->Set = true;
     for (Plat_WaitEntry *entry = Object->Waiters; entry != nullptr; entry = entry->Next) {
-        u32 *const word = &entry->Owner->Woken;
+        Waiter *const owner = entry->Owner;
+        if (owner->Found < 0 || entry->Index < owner->Found) owner->Found = entry->Index;
+        u32 *const word = &owner->Woken;
         if (__atomic_exchange_n(word, 1, __ATOMIC_RELEASE) != 0) continue;
         if (count < room)
             words[count++] = word;
@@ -96,27 +101,22 @@ static void unhook(Plat_Waitable *object, Plat_WaitEntry *entry)
 // Sleeps until one of the objects is set or the time is over. The lock is held, but not while it sleeps.
 static i32 sleepFor(Plat_Waitable **objects, u32 count, u32 milliseconds)
 {
-    Waiter waiter = {};
+    Waiter waiter = {0, -1};
     Plat_WaitEntry entries[MAXIMUM_WAIT_OBJECTS];
     for (u32 i = 0; i < count; ++i) {
-        entries[i] = {&waiter, objects[i]->Waiters};
+        entries[i] = {&waiter, objects[i]->Waiters, static_cast<i32>(i)};
         objects[i]->Waiters = &entries[i];
     }
 
     const struct timespec until = Plat_Deadline(milliseconds == PLAT_INFINITE ? 0 : milliseconds);
     const struct timespec *const limit = milliseconds == PLAT_INFINITE ? nullptr : &until;
-    i32 found = -1;
+    pthread_mutex_unlock(&waitLock);
     bool inTime = true;
-    while (found < 0 && inTime) {
-        __atomic_store_n(&waiter.Woken, 0, __ATOMIC_RELAXED);
-        pthread_mutex_unlock(&waitLock);
-        while (inTime && __atomic_load_n(&waiter.Woken, __ATOMIC_ACQUIRE) == 0) inTime = sleepOn(&waiter.Woken, limit);
-        pthread_mutex_lock(&waitLock);
-        found = lowestSet(objects, count); // an object may be reset again before we come to look
-    }
+    while (inTime && __atomic_load_n(&waiter.Woken, __ATOMIC_ACQUIRE) == 0) inTime = sleepOn(&waiter.Woken, limit);
+    pthread_mutex_lock(&waitLock);
 
     for (u32 i = 0; i < count; ++i) unhook(objects[i], &entries[i]);
-    return found;
+    return waiter.Found;
 }
 
 i32 Plat_WaitableWait(Plat_Waitable **Objects, u32 Count, u32 Milliseconds)

@@ -14,6 +14,7 @@
 #include "plat_handles.h"
 #include "plat_named.h"
 #include "plat_path.h"
+#include "plat_security.h"
 #include "plat_share.h"
 #include "plat_sys.h"
 #include "win32_error.h"
@@ -31,11 +32,12 @@ i32 ReadFile(handle File, void *Data, u32 Size, u32 *Count, void *Overlapped)
         SetLastError(ERROR_INVALID_HANDLE);
         return 0;
     }
-    const ssize_t count = PLAT_RETRY(Plat_Sys.Read(reinterpret_cast<Plat_Stream *>(object)->Descriptor, Data, Size));
+    const int descriptor = reinterpret_cast<Plat_Stream *>(object)->Descriptor;
+    const ssize_t count = PLAT_RETRY(Plat_Sys.Read(descriptor, Data, Size));
     i32 result = 1;
     if (count < 0) {
         result = Plat_FailFromErrno();
-    } else if (count == 0 && object->Ops->Kind == PLAT_KIND_PIPE) {
+    } else if (count == 0 && object->Ops->Kind == PLAT_KIND_PIPE && (Size != 0 || Plat_PipeIsBroken(descriptor))) {
         SetLastError(ERROR_BROKEN_PIPE);
         result = 0;
     } else if (Count != nullptr) {
@@ -75,10 +77,30 @@ static int flagsOf(u32 access, u32 creation)
     return flags;
 }
 
-// Opens without truncating, tests the sharing rules, then truncates where that was asked for.
-static int openShared(const char *path, u32 access, u32 share, u32 creation)
+// Opens a file, and protects it if this very call has made it; until then it is its owner's alone. A file may come or go
+// between two tries, and a name that leads nowhere cannot be made exclusively, so the last try takes what it gets.
+static int openProtected(const char *path, int flags, const Plat_Protection *protection)
 {
-    const int descriptor = Plat_OpenFile(path, flagsOf(access, creation), 0666);
+    constexpr int tries = 4;
+
+    if ((flags & O_CREAT) == 0) return Plat_OpenFile(path, flags, 0);
+    for (int i = 0; i <= tries; ++i) {
+        const int made = Plat_OpenFile(path, i < tries ? flags | O_EXCL : flags, 0600);
+        if (made >= 0) Plat_Protect(made, protection);
+        if (made >= 0 || errno != EEXIST || (flags & O_EXCL)) return made;
+        const int there = Plat_OpenFile(path, flags & ~O_CREAT, 0);
+        if (there >= 0 || errno != ENOENT) return there;
+    }
+    return -1;
+}
+
+// Opens without truncating, tests the sharing rules, then truncates where that was asked for.
+static int openShared(const char *path, u32 access, u32 share, u32 creation, const void *security)
+{
+    Plat_Protection protection;
+    const int flags = flagsOf(access, creation);
+    const int descriptor = Plat_ProtectionOf(security, &protection) ? openProtected(path, flags, &protection)
+                                                                    : Plat_OpenFile(path, flags, 0666);
     if (descriptor < 0) {
         SetLastError(openError(path));
         return -1;
@@ -111,7 +133,7 @@ static handle openPipe(const char *name, u32 access)
     return PLAT_INVALID_HANDLE;
 }
 
-handle CreateFileA(const char *Path, u32 Access, u32 Share, void *, u32 Creation, u32, handle)
+handle CreateFileA(const char *Path, u32 Access, u32 Share, void *Security, u32 Creation, u32, handle)
 {
     if (Path == nullptr || Path[0] == '\0') return invalid(ERROR_PATH_NOT_FOUND);
     if ((Access & (GENERIC_READ | GENERIC_WRITE)) == 0 || Creation < CREATE_NEW || Creation > TRUNCATE_EXISTING ||
@@ -124,7 +146,7 @@ handle CreateFileA(const char *Path, u32 Access, u32 Share, void *, u32 Creation
     if (Plat_MapPath(Path, mapped, sizeof mapped) == nullptr) return invalid(ERROR_INVALID_NAME);
     struct stat before;
     const bool there = Plat_Sys.Stat(mapped, &before) == 0;
-    const int descriptor = openShared(mapped, Access, Share, Creation);
+    const int descriptor = openShared(mapped, Access, Share, Creation, Security);
     if (descriptor < 0) return PLAT_INVALID_HANDLE;
 
     const handle created = Plat_StreamCreate(PLAT_KIND_FILE, descriptor);

@@ -7,7 +7,6 @@
 #include "win32_pipe.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -55,14 +54,6 @@ i32 CreatePipe(handle *ReadEnd, handle *WriteEnd, void *, u32)
     return 0;
 }
 
-// Whether the other end of an empty pipe is gone.
-static bool isBroken(int descriptor)
-{
-    struct pollfd entry = {descriptor, POLLIN, 0};
-    return PLAT_RETRY(Plat_Sys.Poll(&entry, 1, 0)) > 0 && (entry.revents & POLLHUP) != 0 &&
-           (entry.revents & POLLIN) == 0;
-}
-
 i32 PeekNamedPipe(handle Pipe, void *Buffer, u32, u32 *, u32 *BytesAvailable, u32 *)
 {
     if (Buffer != nullptr) {
@@ -79,7 +70,7 @@ i32 PeekNamedPipe(handle Pipe, void *Buffer, u32, u32 *, u32 *BytesAvailable, u3
     i32 result = 1;
     if (Plat_Sys.Ioctl(descriptor, FIONREAD, &waiting) != 0) {
         result = Plat_FailFromErrno();
-    } else if (waiting == 0 && isBroken(descriptor)) {
+    } else if (waiting == 0 && Plat_PipeIsBroken(descriptor)) {
         SetLastError(ERROR_BROKEN_PIPE);
         result = 0;
     }
@@ -166,6 +157,7 @@ static int listenAt(const struct sockaddr_un *address)
     Plat_Sys.Unlink(address->sun_path); // what a process left that ended without closing
     const int listener = Plat_DescriptorAbove2(Plat_Sys.Socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (listener < 0) return -1;
+    Plat_Sys.Fchmod(listener, 0600); // the name takes the socket's mode: no other user's client, whatever the umask
     if (Plat_Sys.Bind(listener, reinterpret_cast<const struct sockaddr *>(address), sizeof *address) == 0 &&
         Plat_Sys.Listen(listener, 1) == 0)
         return listener;

@@ -32,7 +32,7 @@ extern char **environ;
 struct Process {
     Plat_Object Head;
     pid_t Pid;
-    int Descriptor; // -1 for a child that somebody else reaped before we could open it
+    int Descriptor; // -1 for a child that could not get one: then its id is waited for
     bool Started; // by us, through this object: it is the one to reap
     pthread_mutex_t Lock; // guards the two below
     bool Ended;
@@ -56,25 +56,50 @@ static u32 codeOfSignal(int signal)
     return 128u + static_cast<u32>(signal);
 }
 
+static int openProcess(pid_t pid)
+{
+    return Plat_DescriptorAbove2(Plat_Sys.PidfdOpen(pid, 0));
+}
+
+static int waitChild(const Process *process, siginfo_t *info, int options)
+{
+    return process->Descriptor >= 0
+               ? PLAT_RETRY(Plat_Sys.Waitid(P_PIDFD, static_cast<id_t>(process->Descriptor), info, options))
+               : PLAT_RETRY(Plat_Sys.Waitid(P_PID, static_cast<id_t>(process->Pid), info, options));
+}
+
 // Takes the exit code of a process that has ended, and reaps it where this object started it. One that is no child of
 // ours, or that was reaped elsewhere, has the code 0. The lock is held.
 static void collect(Process *process)
 {
     if (process->Ended) return;
-    process->Ended = true;
+    __atomic_store_n(&process->Ended, true, __ATOMIC_RELEASE);
     siginfo_t info = {};
     const int options = WEXITED | WNOHANG | (process->Started ? 0 : WNOWAIT);
-    if (PLAT_RETRY(Plat_Sys.Waitid(P_PIDFD, static_cast<id_t>(process->Descriptor), &info, options)) != 0 ||
-        info.si_pid == 0)
-        return;
+    if (waitChild(process, &info, options) != 0 || info.si_pid == 0) return;
     process->ExitCode =
         info.si_code == CLD_EXITED ? static_cast<u32>(info.si_status) & 0xFF : codeOfSignal(info.si_status);
+}
+
+// Waits for the end of a child without a descriptor, which cannot be polled with a limit: it is looked at now and then.
+static bool awaitChild(const Process *process, u32 milliseconds)
+{
+    constexpr u32 look = 5; // milliseconds
+    const bool limited = milliseconds != PLAT_INFINITE;
+    for (u32 left = milliseconds;; left -= left < look ? left : look) {
+        siginfo_t info = {};
+        if (waitChild(process, &info, WEXITED | WNOWAIT | (limited ? WNOHANG : 0)) != 0 || info.si_pid != 0)
+            return true;
+        if (left == 0) return false;
+        Sleep(left < look ? left : look);
+    }
 }
 
 // Waits for the end; true when it has come.
 static bool awaitEnd(Process *process, u32 milliseconds)
 {
-    if (process->Descriptor < 0) return true;
+    if (process->Descriptor < 0)
+        return __atomic_load_n(&process->Ended, __ATOMIC_ACQUIRE) || awaitChild(process, milliseconds);
     const struct timespec until = Plat_Deadline(milliseconds == PLAT_INFINITE ? 0 : milliseconds);
     i64 left = milliseconds;
     for (;;) {
@@ -153,7 +178,10 @@ static void leaveToReaper(int descriptor)
 static void destroyProcess(Plat_Object *object)
 {
     Process *const process = processOf(object);
-    if (process->Descriptor >= 0) {
+    if (process->Descriptor < 0 && !awaitEnd(process, 0)) process->Descriptor = openProcess(process->Pid);
+    if (process->Descriptor < 0) {
+        collect(process);
+    } else {
         if (!process->Started) {
             Plat_Sys.Close(process->Descriptor);
         } else if (process->Ended || awaitEnd(process, 0)) {
@@ -181,7 +209,6 @@ static handle createHandle(pid_t pid, int descriptor, bool started)
     process->Pid = pid;
     process->Descriptor = descriptor;
     process->Started = started;
-    process->Ended = descriptor < 0;
     pthread_mutex_init(&process->Lock, nullptr);
     const handle created = Plat_HandleCreate(&process->Head, &processOps);
     if (created == nullptr) free(block);
@@ -239,13 +266,27 @@ static int addClosing(posix_spawn_file_actions_t *actions)
     return posix_spawn_file_actions_addclosefrom_np(actions, from);
 }
 
+// A child starts with no signal blocked, and a write to a pipe without reader ends it, whatever the host has made of either
+// for itself: a program that is started expects no less. Signals that are ignored otherwise stay so, as with nohup.
+static void setAttributes(posix_spawnattr_t *attributes, u32 flags)
+{
+    sigset_t none, pipeSignal;
+    sigemptyset(&none);
+    sigemptyset(&pipeSignal);
+    sigaddset(&pipeSignal, SIGPIPE);
+    posix_spawnattr_setsigmask(attributes, &none);
+    posix_spawnattr_setsigdefault(attributes, &pipeSignal);
+    const int session = flags & DETACHED_PROCESS ? POSIX_SPAWN_SETSID : 0;
+    posix_spawnattr_setflags(attributes, static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | session));
+}
+
 static int spawn(const char *program, char **arguments, u32 flags, const ChildStream *streams, pid_t *pid)
 {
     posix_spawn_file_actions_t actions;
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_init(&actions);
     posix_spawnattr_init(&attributes);
-    if (flags & DETACHED_PROCESS) posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+    setAttributes(&attributes, flags);
     int result = 0;
     for (int number = 0; number < 3 && streams != nullptr && result == 0; ++number)
         result = posix_spawn_file_actions_adddup2(&actions, streams[number].Descriptor, number);
@@ -299,7 +340,7 @@ i32 CreateProcessA(const char *Application, const char *CommandLine, void *, voi
         return 0;
     }
 
-    const int descriptor = Plat_DescriptorAbove2(Plat_Sys.PidfdOpen(pid, 0));
+    const int descriptor = openProcess(pid);
     *Information = {createHandle(pid, descriptor, true), createThreadHandle(), static_cast<u32>(pid),
                     static_cast<u32>(pid)};
     if (Information->hProcess == nullptr && descriptor >= 0) leaveToReaper(descriptor);
@@ -327,7 +368,7 @@ i32 GetExitCodeProcess(handle Process, u32 *Code)
 
 handle OpenProcess(u32, i32, u32 ProcessId)
 {
-    const int descriptor = Plat_DescriptorAbove2(Plat_Sys.PidfdOpen(static_cast<pid_t>(ProcessId), 0));
+    const int descriptor = openProcess(static_cast<pid_t>(ProcessId));
     if (descriptor < 0) {
         SetLastError(errno == ESRCH || errno == EINVAL ? ERROR_INVALID_PARAMETER : Plat_ErrorFromErrno(errno));
         return nullptr;

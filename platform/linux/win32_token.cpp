@@ -259,7 +259,12 @@ bool Plat_ProtectionOf(const void *Security, Plat_Protection *Out)
         static_cast<const SECURITY_DESCRIPTOR *>(attributes->lpSecurityDescriptor);
     if (!(descriptor->Control & SE_DACL_PRESENT)) return false;
 
-    *Out = {0600, false, 0};
+    *Out = {0600, false, 0, false, 0};
+    u32 owner;
+    if (descriptor->Owner != nullptr && Plat_UnixId(Plat_UnixUser, descriptor->Owner, &owner)) {
+        Out->HasOwner = true;
+        Out->Owner = owner;
+    }
     const ACL *const list = descriptor->Dacl;
     if (list == nullptr) {
         Out->Mode = 0666;
@@ -274,4 +279,16 @@ bool Plat_ProtectionOf(const void *Security, Plat_Protection *Out)
         at += entry.AceSize;
     }
     return true;
+}
+
+void Plat_Protect(int Descriptor, const Plat_Protection *Protection)
+{
+    constexpr uid_t sameOwner = static_cast<uid_t>(-1);
+    constexpr gid_t sameGroup = static_cast<gid_t>(-1);
+
+    mode_t mode = Protection->Mode;
+    const bool grouped = Protection->HasGroup && Plat_Sys.Fchown(Descriptor, sameOwner, Protection->Group) == 0;
+    if (!grouped && (mode & 0006) == 0) mode &= ~mode_t{0070};
+    if (Protection->HasOwner) static_cast<void>(Plat_Sys.Fchown(Descriptor, Protection->Owner, sameGroup));
+    Plat_Sys.Fchmod(Descriptor, mode);
 }

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <thread>
 
@@ -106,6 +107,25 @@ TEST(PeekNamedPipe, SaysWhyItCouldNot)
     EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
 }
 
+TEST(ReadFile, OfNothingTellsTheEndAlone)
+{
+    handle readEnd = nullptr, writeEnd = nullptr;
+    ASSERT_EQ(CreatePipe(&readEnd, &writeEnd, nullptr, 0), 1);
+    char byte = 0;
+    u32 count = 9;
+    EXPECT_EQ(ReadFile(readEnd, &byte, 0, &count, nullptr), 1); // empty, and nothing waits
+    EXPECT_EQ(count, 0u);
+    ASSERT_EQ(WriteFile(writeEnd, "x", 1, &count, nullptr), 1);
+    EXPECT_EQ(ReadFile(readEnd, &byte, 0, &count, nullptr), 1);
+    EXPECT_EQ(count, 0u);
+    CloseHandle(writeEnd);
+    EXPECT_EQ(ReadFile(readEnd, &byte, 0, &count, nullptr), 1) << "a byte is left";
+    EXPECT_EQ(ReadFile(readEnd, &byte, 1, &count, nullptr), 1);
+    EXPECT_EQ(ReadFile(readEnd, &byte, 0, &count, nullptr), 0);
+    EXPECT_EQ(GetLastError(), ERROR_BROKEN_PIPE);
+    CloseHandle(readEnd);
+}
+
 TEST(ReadFile, RefusesWhatItCannotDo)
 {
     handle readEnd = nullptr, writeEnd = nullptr;
@@ -119,6 +139,27 @@ TEST(ReadFile, RefusesWhatItCannotDo)
     Plat_Sys.Read = Fault_With<EIO>{};
     EXPECT_EQ(ReadFile(readEnd, text, 4, &count, nullptr), 0);
     EXPECT_EQ(count, 0u);
+}
+
+// A run directory that others may look into, made by hand, and no umask: the pipe is its owner's all the same.
+TEST(NamedPipe, IsItsOwnersAlone)
+{
+    const std::string directory = Scratch_MakeRoot() + "/open";
+    mkdir(directory.c_str(), 0700);
+    chmod(directory.c_str(), 0777);
+    setenv("SORREL_RUNDIR", directory.c_str(), 1);
+    umask(0);
+    const handle pipe = takeName();
+    ASSERT_NE(pipe, PLAT_INVALID_HANDLE);
+    u32 files = 0;
+    for (const auto &entry : std::filesystem::directory_iterator(directory)) {
+        struct stat found = {};
+        EXPECT_EQ(stat(entry.path().c_str(), &found), 0);
+        EXPECT_EQ(found.st_mode & 0777, 0600u) << entry.path();
+        ++files;
+    }
+    EXPECT_EQ(files, 2u) << "the socket and its lock";
+    CloseHandle(pipe);
 }
 
 TEST(NamedPipe, TakesItsNameOnce)

@@ -5,8 +5,11 @@
 #include <dirent.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -204,6 +207,19 @@ TEST(CreateProcessA, DetachesIntoASessionOfItsOwn)
     EXPECT_EQ(exitCode(child), 128u + SIGKILL);
 }
 
+// A child that writes to a pipe nobody reads must end, though servers ignore the signal of it for themselves.
+TEST(CreateProcessA, StartsWithPlainSignals)
+{
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGHUP, SIG_IGN);
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+    EXPECT_EQ(exitCode(start("sh -c \"kill -PIPE $$; exit 7\"")), 128u + SIGPIPE);
+    EXPECT_EQ(exitCode(start("sh -c \"kill -TERM $$; exit 7\"")), 128u + SIGTERM);
+    EXPECT_EQ(exitCode(start("sh -c \"kill -HUP $$; exit 7\"")), 7u) << "what is ignored stays so";
+}
+
 TEST(CreateProcessA, SaysWhyItCouldNot)
 {
     const std::string root = Scratch_MakeRoot();
@@ -220,6 +236,33 @@ TEST(CreateProcessA, SaysWhyItCouldNot)
     Plat_Sys.PosixSpawn = [](pid_t *, const char *, const posix_spawn_file_actions_t *, const posix_spawnattr_t *,
                              char *const *, char *const *) { return EAGAIN; };
     EXPECT_NE(startError("true"), 0u);
+}
+
+// A host that has no descriptor left: the child runs, and is waited for all the same.
+TEST(WaitForSingleObject, WaitsForAChildWithoutADescriptor)
+{
+    Plat_Sys.PidfdOpen = [](pid_t, unsigned) {
+        errno = EMFILE;
+        return -1;
+    };
+    PROCESS_INFORMATION child = start("sh -c \"sleep 0.2; exit 7\"");
+    u32 code = 0;
+    EXPECT_EQ(WaitForSingleObject(child.hProcess, 0), WAIT_TIMEOUT);
+    EXPECT_EQ(WaitForSingleObject(child.hProcess, 12), WAIT_TIMEOUT);
+    EXPECT_EQ(GetExitCodeProcess(child.hProcess, &code), 1);
+    EXPECT_EQ(code, STILL_ACTIVE);
+    EXPECT_EQ(WaitForSingleObject(child.hProcess, PLAT_INFINITE), WAIT_OBJECT_0);
+    EXPECT_EQ(exitCode(child), 7u);
+
+    child = start("sleep 0.1"); // its handle is closed first, and by then there is a descriptor again
+    Plat_Sys.PidfdOpen = [](pid_t pid, unsigned flags) {
+        return static_cast<int>(syscall(SYS_pidfd_open, pid, flags));
+    };
+    CloseHandle(child.hProcess);
+    CloseHandle(child.hThread);
+    siginfo_t info = {};
+    for (int tries = 0; waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && tries < 1000; ++tries) Sleep(5);
+    EXPECT_EQ(errno, ECHILD);
 }
 
 TEST(GetExitCodeProcess, TellsHowAChildEnded)

@@ -93,6 +93,26 @@ TEST(Mutex, RefusesNamesAndHasNoMemory)
     EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
 }
 
+// Setting an event lets go every thread that waits at that moment, though it is reset at once.
+TEST(Event, SetAndResetAtOnceSatisfiesItsWaiters)
+{
+    const handle other = CreateEventA(nullptr, 1, 0, nullptr), event = CreateEventA(nullptr, 1, 0, nullptr);
+    const handle events[] = {other, event};
+    std::atomic<u32> single = 9, both = 9;
+    std::thread first([&] { single = WaitForSingleObject(event, 20000); });
+    std::thread second([&] { both = WaitForMultipleObjects(2, events, 0, 20000); });
+    Sleep(200);
+    SetEvent(event);
+    ResetEvent(event);
+    first.join();
+    second.join();
+    EXPECT_EQ(single, WAIT_OBJECT_0);
+    EXPECT_EQ(both, WAIT_OBJECT_0 + 1);
+    EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_TIMEOUT);
+    CloseHandle(event);
+    CloseHandle(other);
+}
+
 TEST(Event, StaysSetUntilItIsReset)
 {
     const handle event = CreateEventA(nullptr, 1, 0, nullptr);

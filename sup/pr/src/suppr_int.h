@@ -4,6 +4,7 @@
 // Calls of region support that are not exported. All trace as SUPPR, except where told.
 
 #include "suppr_names.h"
+#include "suppr_stanza.h"
 
 VELA_BEGIN
 
@@ -23,23 +24,6 @@ char *SupPR_ReadDefault(char *Path);
  * InstallPath: the full path of VELAPATH, or "c:\opt\vela"; DataPath: "\var". */
 void SupPR_FallbackInstallPath(char *Buffer);
 void SupPR_FallbackDataPath(char *Buffer);
-
-/* Room for any value of a stanza file, its terminator included. */
-#define SUPPR_STANZA_VALUE_SIZE 200
-
-/* Reads an attribute of a region from its stanza files, the region's own one first, then the one that all share.
- *
- * RegionPath, Region  directory and name of the region; the files are
- *                     RegionPath/database/RD/RD.Region/RD.auto and RegionPath/database/RD/RD.stanza
- * Attribute           the first line that begins with this text has it; a longer name that begins so matches too
- * Value               receives the text between the line's first two double quotes
- *
- * Returns ERZ_OK, SUPPR_ERR_NOT_FOUND, or SUPPR_ERR_REGION_ACCESS when the second file cannot be opened; Value is
- * untouched then. */
-u32 SupPR_StanzaValue(const char *Region, const char *RegionPath, const char *Attribute, char *Value);
-
-/* The same in one file. */
-u32 SupPR_SearchFile(const char *File, const char *Attribute, char *Value);
 
 /* Appends at most Size bytes of Source to Destination, and no half of a multibyte character. Destination has room for
  * its text, Size bytes and a terminator. Returns Destination; with a NULL or a Size of 0 nothing is touched. */

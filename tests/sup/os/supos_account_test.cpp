@@ -102,7 +102,9 @@ TEST(SupOS_GetLocalSids, GivesTheWellKnownIdentities)
     FreeSid(administrators);
     FreeSid(world);
 
+    Ring_TraceOn();
     EXPECT_EQ(SupOS_GetLocalSids(nullptr, nullptr, nullptr), 0u);
+    EXPECT_EQ(Ring_LastExitPoint("SupOS_GetLocalSids"), 2u);
     EXPECT_EQ(SupOS_GetLocalSids(nullptr, &administrators, nullptr), 0u);
     EXPECT_EQ(sidText(administrators), "S-1-5-32-544");
     FreeSid(administrators);

@@ -261,8 +261,9 @@ TEST(SupOS_Names, AreCutTo51Characters)
 
 TEST(SupOS_SetVelaNames, StandForTheProcess)
 {
-    Scratch_MakeRoot();
+    Ring_TraceOn();
     SupOS_SetVelaNames("mine", "ours");
+    EXPECT_EQ(Ring_LastExitPoint("SupOS_SetVelaNames"), 1u);
     EXPECT_EQ(userName(), "mine"); // the registry is not asked
     EXPECT_EQ(groupName(), "ours");
     SupOS_SetVelaNames(std::string(60, 'x').c_str(), "ours2");

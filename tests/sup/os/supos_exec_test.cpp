@@ -7,6 +7,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -74,10 +75,22 @@ std::string readAll(int descriptor)
 {
     std::string text;
     char block[65536];
-    for (ssize_t count; (count = read(descriptor, block, sizeof block)) > 0;)
+    for (ssize_t count; (count = TEMP_FAILURE_RETRY(read(descriptor, block, sizeof block))) > 0;)
         text.append(block, static_cast<size_t>(count));
     close(descriptor);
     return text;
+}
+
+// Whether all of a text went into a pipe, whatever signals come in between.
+bool writeAll(int descriptor, const std::string &text)
+{
+    size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t count = TEMP_FAILURE_RETRY(write(descriptor, text.data() + done, text.size() - done));
+        if (count < 0) return false;
+        done += static_cast<size_t>(count);
+    }
+    return true;
 }
 
 struct ExecCase : testing::Test {
@@ -162,7 +175,7 @@ TEST_F(ExecCase, AFilterBetweenTwoPipes)
     for (const char *program : {"cat", "sort"}) {
         ASSERT_EQ(start(program, 0x022, {}), ERZ_OK);
         const std::string text = program == std::string("cat") ? "b\na\n" : "z\na\nm\n";
-        EXPECT_EQ(write(Record.InputFd, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+        EXPECT_TRUE(writeAll(Record.InputFd, text));
         close(Record.InputFd);
         EXPECT_EQ(readAll(Record.OutputFd), program == std::string("cat") ? "b\na\n" : "a\nm\nz\n");
         EXPECT_EQ(Record.ErrorFd, -77) << "written for a stream that was piped, and for no other";
@@ -200,11 +213,18 @@ TEST_F(ExecCase, Files)
     Record.InputName = "in";
     Record.OutputName = "out";
     Record.ErrorName = "err";
+    umask(077);
+    chmod("out", 0640);
     EXPECT_EQ(run(0x044, {"copy"}), 0);
     EXPECT_EQ(Scratch_ReadFile("out"), "from a file\n") << "create-always";
     EXPECT_EQ(run(0x441, {"say", "one", "two"}), 0);
     EXPECT_EQ(Scratch_ReadFile("out"), "one");
     EXPECT_EQ(Scratch_ReadFile("err"), "two");
+    struct stat found = {};
+    ASSERT_EQ(stat("err", &found), 0);
+    EXPECT_EQ(found.st_mode & 0777, 0666u) << "a new file is open to all, whatever the umask";
+    ASSERT_EQ(stat("out", &found), 0);
+    EXPECT_EQ(found.st_mode & 0777, 0640u) << "one that was there stays as it is";
 }
 
 TEST_F(ExecCase, AnEmptyErrorNameSharesTheOutput)
@@ -579,6 +599,7 @@ TEST_F(ExecCase, Traces)
         EXPECT_TRUE(!isEntry || record.Function != "SupOS_Wait" || record.Text.find(", 12, ") != std::string::npos);
     }
     EXPECT_EQ(Ring_Count("SupOS_Exec_Defaults"), 2u);
+    EXPECT_EQ(Ring_LastExitPoint("SupOS_Exec_Defaults"), 1u);
     EXPECT_EQ(Ring_Count("SupOS_Wait"), 2u);
 }
 
@@ -634,7 +655,7 @@ TEST_F(ExecCase, ThreadsStartAtOnce)
                 char *arguments[] = {name, word, nullptr};
                 record.Flags = 0x122;
                 if (SupOS_Exec(testChild.c_str(), arguments, &record, &result) != ERZ_OK) continue;
-                if (write(record.InputFd, text.data(), text.size()) < 0) continue;
+                if (!writeAll(record.InputFd, text)) continue;
                 close(record.InputFd);
                 i32 status = 1;
                 const bool same = readAll(record.OutputFd) == text; // ends, though other starts run beside it

@@ -7,6 +7,7 @@
 #include <arpa/inet.h>
 #include <dirent.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -61,7 +62,13 @@ int connectTo(u16 port)
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     address.sin_port = htons(port);
-    EXPECT_EQ(connect(client, reinterpret_cast<struct sockaddr *>(&address), sizeof address), 0) << strerror(errno);
+    const int connected = connect(client, reinterpret_cast<struct sockaddr *>(&address), sizeof address);
+    if (connected != 0 && errno == EINTR) { // goes on by itself
+        struct pollfd entry = {client, POLLOUT, 0};
+        EXPECT_EQ(TEMP_FAILURE_RETRY(poll(&entry, 1, 10000)), 1);
+        return client;
+    }
+    EXPECT_EQ(connected, 0) << strerror(errno);
     return client;
 }
 
@@ -226,7 +233,7 @@ TEST_F(RelayCase, ServesConnectionsThatOverlap)
     EXPECT_EQ(ask(Port, "quick"), "[-u][SOCKET] quick\n");
     ASSERT_EQ(send(slow, "slow\n", 5, MSG_NOSIGNAL), 5);
     char answer[64] = "";
-    EXPECT_GT(recv(slow, answer, sizeof answer - 1, MSG_WAITALL), 0);
+    EXPECT_GT(TEMP_FAILURE_RETRY(recv(slow, answer, sizeof answer - 1, MSG_WAITALL)), 0);
     EXPECT_STREQ(answer, "[-u][SOCKET] slow\n");
     close(slow);
 }
@@ -252,8 +259,9 @@ TEST_F(RelayCase, ManyConnectionsLeaveNothing)
     for (u32 i = 0; i < manyConnections; ++i)
         ASSERT_EQ(ask(Port, std::to_string(i)), "[-u][SOCKET] " + std::to_string(i) + "\n");
     expectNoChildren();
-    for (int tries = 0; openDescriptors() > before && tries < 1000; ++tries) Sleep(5);
-    EXPECT_LE(openDescriptors(), before);
+    const size_t queue = 1; // of the thread that reaps, once in a process; the first handler may have needed none
+    for (int tries = 0; openDescriptors() > before + queue && tries < 1000; ++tries) Sleep(5);
+    EXPECT_LE(openDescriptors(), before + queue);
 }
 
 TEST_F(RelayCase, ATimerSignalDisturbsNothing)
@@ -282,7 +290,8 @@ TEST_F(RelayCase, ASecondOneOfTheNameEndsAtOnce)
 {
     start({"serve"});
     EXPECT_EQ(serveOnce(), 4u);
-    expectEvent({"0x800015B4", "ERZ058419W", "TEST"});
+    EXPECT_EQ(Ring_LastExitPoint("SupOS_Inetd"), 1u);
+    expectEvent({"0x800015B4", "ERZ058419W/0001", "TEST"});
     EXPECT_EQ(ask(Port, "still"), "[-u][SOCKET] still\n");
 }
 
@@ -292,7 +301,7 @@ TEST_F(RelayCase, AnotherProcessMayHoldTheName)
     const pid_t other = fork();
     if (other == 0) _exit(serveOnce() == 4 ? 0 : 1);
     int status = 1;
-    ASSERT_EQ(waitpid(other, &status, 0), other);
+    ASSERT_EQ(TEMP_FAILURE_RETRY(waitpid(other, &status, 0)), other);
     EXPECT_EQ(status, 0);
 }
 
@@ -318,7 +327,7 @@ TEST_F(RelayCase, AStopIsServedBeforeAConnection)
     char byte;
     EXPECT_EQ(recv(client, &byte, 1, MSG_DONTWAIT), -1) << "nobody took it";
     close(client);
-    expectEvent({"ERZ058417I", "TEST"});
+    expectEvent({"ERZ058417I/0006", "TEST"});
 }
 
 TEST_F(RelayCase, AnIdleRelayStopsWithinTenSeconds)
@@ -436,7 +445,7 @@ TEST_F(RelayCase, AHandlerThatCannotBeStarted)
     EXPECT_EQ(serveOnce("no_such_handler"), 2u);
     expectEvent({"ERZ058420E/0007", "CreateProcess", "2", "TEST"});
     char byte;
-    EXPECT_EQ(recv(client, &byte, 1, 0), 0) << "the connection is closed";
+    EXPECT_EQ(TEMP_FAILURE_RETRY(recv(client, &byte, 1, 0)), 0) << "the connection is closed";
     close(client);
     EXPECT_EQ(WaitNamedPipeA(relayPipe, 1), 0);
     EXPECT_LE(openDescriptors(), before + 1) << "the watcher still waits on its socket";

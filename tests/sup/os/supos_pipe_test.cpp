@@ -329,6 +329,10 @@ TEST_F(PipeCase, NothingIsWrittenOrReadOfLengthZero)
     EXPECT_TRUE(isSet(First));
     EXPECT_EQ(wait(false, 0), 0) << "the look at the pipe repairs the event";
     EXPECT_FALSE(isSet(First));
+
+    char byte = 0;
+    EXPECT_EQ(SupOS_PipeRead(&First, &byte, 0), 0);
+    EXPECT_EQ(Ring_LastExitPoint("SupOS_PipeRead"), 1u) << "no failure";
 }
 
 // ---- a look ----

@@ -20,7 +20,9 @@
 #include "ring_reader.h"
 #include "scratch_root.h"
 #include "supos_env_int.h"
+#include "unprivileged.h"
 #include "vela_types.h"
+#include "win32_file.h"
 
 namespace
 {
@@ -209,6 +211,44 @@ TEST(SupOS_GetSecurityAttributes, AppliesThePolicyToTheProcess)
     ASSERT_EQ(SupOS_GetSecurityAttributes(4, 0, &attributes), 0u);
     EXPECT_EQ(keptList(PLAT_KEPT_PROCESS), sharedList());
     EXPECT_EQ(keptList(PLAT_KEPT_DEFAULT), groupList());
+}
+
+namespace
+{
+
+// The mode of a new file that gets the policy of a kind of object; 0 when it cannot be made.
+u32 fileMode(u32 kind, const std::string &path)
+{
+    SECURITY_ATTRIBUTES attributes;
+    if (SupOS_GetSecurityAttributes(kind, 0, &attributes) != 0) return 0;
+    const handle file =
+        CreateFileA(path.c_str(), GENERIC_WRITE, 0, &attributes, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    struct stat found = {};
+    if (file == PLAT_INVALID_HANDLE || stat(path.c_str(), &found) != 0 || found.st_gid != getegid()) return 0;
+    CloseHandle(file);
+    return found.st_mode & 07777;
+}
+
+// Files under the three policies: open, the group, and the group with an everybody who may not read.
+int badPolicy(const std::string &directory)
+{
+    umask(027);
+    if (fileMode(4, directory + "/open") != 0666) return 1;
+    if (fileMode(1, directory + "/group") != 0660) return 2;
+    if (fileMode(3, directory + "/shared") != 0660) return 3;
+    return 0;
+}
+
+} // namespace
+
+TEST(SupOS_GetSecurityAttributes, BecomesTheModeOfAFile)
+{
+    EXPECT_EQ(badPolicy(Scratch_MakeRoot()), 0);
+}
+
+TEST(SupOS_GetSecurityAttributes, BecomesTheModeOfAFileForAnyUser)
+{
+    EXPECT_EQ(Unprivileged_Run([] { return badPolicy(Scratch_MakeRoot()); }), 0);
 }
 
 TEST(SupOS_GetSecurityAttributes, DoesNotRetryAFailure)
