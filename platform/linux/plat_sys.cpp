@@ -83,5 +83,6 @@ constinit Plat_SysTable Plat_Sys = {
     .ProcessVmReadv = process_vm_readv,
     .Dlopen = dlopen,
     .ClockGettime = clock_gettime,
+    .TickedClock = clock_gettime,
     .Malloc = malloc,
 };
