@@ -25,6 +25,8 @@ function(vela_shared_library name)
   add_library(${name} SHARED ${objects})
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
   target_link_libraries(${name} PRIVATE ${ARG_LINK})
+  # Calls within a library go straight to their function. Data stays where a host may have its copy of it.
+  target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions)
   # The C runtime's own symbols may stay undefined in a sanitized library: the program brings them.
   if(NOT VELA_SANITIZE)
     target_link_options(${name} PRIVATE -Wl,--no-undefined)
