@@ -1,5 +1,5 @@
-// A trace point of LTTng-UST with the arguments of an entry record. No session ever switches it on: what is measured is
-// the test in front of it.
+// Trace points of LTTng-UST with the payload of our records. A session of scripts/bench.sh switches enter and leave on;
+// off stays off.
 
 #undef LTTNG_UST_TRACEPOINT_PROVIDER
 #define LTTNG_UST_TRACEPOINT_PROVIDER vela_bench
@@ -12,9 +12,19 @@
 
 #include <lttng/tracepoint.h>
 
-LTTNG_UST_TRACEPOINT_EVENT(vela_bench, point, LTTNG_UST_TP_ARGS(const char *, Function, int, Value),
+LTTNG_UST_TRACEPOINT_EVENT(vela_bench, off, LTTNG_UST_TP_ARGS(const char *, Function, unsigned, Point),
                            LTTNG_UST_TP_FIELDS(lttng_ust_field_string(function, Function)
-                                                   lttng_ust_field_integer(int, value, Value)))
+                                                   lttng_ust_field_integer(unsigned, point, Point)))
+
+LTTNG_UST_TRACEPOINT_EVENT(vela_bench, leave, LTTNG_UST_TP_ARGS(const char *, Function, unsigned, Point),
+                           LTTNG_UST_TP_FIELDS(lttng_ust_field_string(function, Function)
+                                                   lttng_ust_field_integer(unsigned, point, Point)))
+
+LTTNG_UST_TRACEPOINT_EVENT(
+    vela_bench, enter, LTTNG_UST_TP_ARGS(const char *, Function, const void *, Where, const char *, Text, int, Value),
+    LTTNG_UST_TP_FIELDS(lttng_ust_field_string(function, Function)
+                            lttng_ust_field_integer_hex(unsigned long, where, (unsigned long)Where)
+                                lttng_ust_field_string(text, Text) lttng_ust_field_integer(int, value, Value)))
 
 #endif
 

@@ -27,6 +27,8 @@ function(vela_shared_library name)
   target_link_libraries(${name} PRIVATE ${ARG_LINK})
   # Handlers of signals and destructors of thread data point into it, and nothing of its state is ever released.
   target_link_options(${name} PRIVATE -Wl,-z,nodelete)
+  # Calls within a library go straight to their function. Data stays where a host may have its copy of it.
+  target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions)
   # The C runtime's own symbols may stay undefined in a sanitized library: the program brings them.
   if(NOT VELA_SANITIZE)
     target_link_options(${name} PRIVATE -Wl,--no-undefined)

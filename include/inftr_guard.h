@@ -17,6 +17,21 @@
 /* Reads a word that other threads may change: one plain load, ordered before the reads behind it. */
 #define InfTR_Read(Word) __atomic_load_n(&(Word), __ATOMIC_ACQUIRE)
 
+/* The rows of InfTR_ProductMaskTable, as the guard has them: a class is known where the guard is compiled, and so are the
+ * levels that let it through, a bit for each. */
+#define INFTR_LEVEL_MASK_1 0x00038u
+#define INFTR_LEVEL_MASK_2 0x0003Cu
+#define INFTR_LEVEL_MASK_3 0x0083Fu
+#define INFTR_LEVEL_MASK_4 0x00FFFu
+#define INFTR_LEVEL_MASK_5 0x18FFFu
+
+static inline __attribute__((always_inline)) u32 InfTR_LevelsOf(u32 Class)
+{
+    return (u32)((INFTR_LEVEL_MASK_1 & Class) != 0) << 1 | (u32)((INFTR_LEVEL_MASK_2 & Class) != 0) << 2 |
+           (u32)((INFTR_LEVEL_MASK_3 & Class) != 0) << 3 | (u32)((INFTR_LEVEL_MASK_4 & Class) != 0) << 4 |
+           (u32)((INFTR_LEVEL_MASK_5 & Class) != 0) << 5;
+}
+
 /* Nonzero when a trace point of this class in this component leaves a record.
  *
  * Always inline, since it stands at every trace point: with the master switch off it is the load of a pointer and the
@@ -35,7 +50,7 @@ static inline __attribute__((always_inline)) int InfTR_Guard(u32 Component, u32 
         const u32 index = (u32)cache->ProductIndex + Component; /* required: a plain sum, not a row times a width */
         if (index < INFTR_SPEC_TABLE_SIZE) level = InfTR_Read(master->TraceSpecTable[table][index]);
     }
-    return level < INFTR_LEVEL_COUNT && (InfTR_ProductMaskTable[level] & Class) != 0;
+    return level < INFTR_LEVEL_COUNT && (InfTR_LevelsOf(Class) >> level & 1) != 0;
 }
 
 /* The component and name of the enclosing function; stands once, before any other macro. */

@@ -14,7 +14,7 @@ packages=(
     # the second compiler, and the checks of format and style
     clang-14 clang-format-14 clang-tidy-14
     # benchmarks
-    libbenchmark-dev liblttng-ust-dev
+    libbenchmark-dev liblttng-ust-dev lttng-tools libspdlog-dev
 )
 
 missing=()

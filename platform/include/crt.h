@@ -10,6 +10,7 @@
  * the last error is not touched. Unless it says otherwise, a call is safe from any thread. */
 
 #include <stdio.h>
+#include <time.h>
 
 #include "plat_types.h"
 
@@ -94,11 +95,9 @@ PLAT_API i32 _putenv(const char *Text);
 
 /* Reads the time zone from TZ. _timezone is seconds west of UTC, _daylight nonzero where summer time is known. */
 PLAT_API void _tzset(void);
-PLAT_API i32 Plat_Timezone(void);
-PLAT_API i32 Plat_Daylight(void);
 
-#define _timezone Plat_Timezone()
-#define _daylight Plat_Daylight()
+#define _timezone ((i32)__timezone)
+#define _daylight ((i32)__daylight)
 
 /* The descriptor of a file, pipe end or standard stream, closed on exec; the handle is gone then. Flags must be 0.
  * -1 with EBADF for any other handle. */

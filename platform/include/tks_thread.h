@@ -7,8 +7,9 @@
 
 PLAT_BEGIN
 
-/* A mutex that can stand in static storage: all zero bytes are a mutex that was not used yet, and its first lock
- * initialises it. Recursive: the owner may lock it again and unlocks it as often. Never copied, never released. */
+/* A mutex that can stand in static storage: all zero bytes are a mutex that was not used yet. Recursive: the owner may
+ * lock it again and unlocks it as often. A thread that waits looks for a short while, then sleeps; who waits longest is
+ * not served first. Never copied, never released. */
 typedef struct tks_Mutex {
     u64 Opaque[6];
 } tks_Mutex;
@@ -16,7 +17,8 @@ typedef struct tks_Mutex {
 /* Initialises a mutex, whatever its bytes were. No other thread may use it yet. */
 PLAT_API void tks_MutexInit(tks_Mutex *Mutex);
 
-/* Initialises a zeroed mutex at the first call; later calls and racing threads find it ready. */
+/* Initialises a zeroed mutex at the first call; later calls and racing threads find it ready. A mutex of this platform
+ * is ready when it is zeroed. */
 PLAT_API void tks_MutexInitOnce(tks_Mutex *Mutex);
 
 /* Waits without limit; no result. The mutex was initialised or is all zero. */
@@ -35,6 +37,20 @@ PLAT_API u32 tks_ThreadAllocDataSlot(void);
 
 /* The calling thread's value of a slot; NULL until set, and for a slot number out of range. */
 PLAT_API void *tks_ThreadGetData(u32 Slot);
+
+/* The data of the calling thread, by slot; for tks_ThreadDataOf alone. */
+typedef struct tks_ThreadValue {
+    void *Value;
+    tks_ThreadDestructor Destructor;
+} tks_ThreadValue;
+
+extern PLAT_API __thread tks_ThreadValue tks_ThreadValues[TKS_THREAD_SLOTS] __attribute__((tls_model("initial-exec")));
+
+/* As tks_ThreadGetData without a call, of a slot that was given out. */
+static inline void *tks_ThreadDataOf(u32 Slot)
+{
+    return tks_ThreadValues[Slot].Value;
+}
 
 /* Stores the calling thread's value of a slot. Destructor (may be NULL) belongs to this value: it runs at the end of
  * the thread with the value then stored, unless that is NULL or all ones; it does not run at process exit, nor for a

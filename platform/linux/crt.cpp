@@ -83,6 +83,7 @@ i32 _write(i32 Descriptor, const void *Data, u32 Size)
         errno = EINVAL;
         return -1;
     }
+    if (Plat_ShareHas(Descriptor)) return static_cast<i32>(PLAT_RETRY(Plat_Sys.Write(Descriptor, Data, Size)));
     return static_cast<i32>(Plat_WriteOnce(Descriptor, Data, Size));
 }
 
@@ -234,16 +235,6 @@ i32 _putenv(const char *Text)
 void _tzset(void)
 {
     tzset();
-}
-
-i32 Plat_Timezone(void)
-{
-    return static_cast<i32>(timezone);
-}
-
-i32 Plat_Daylight(void)
-{
-    return daylight;
 }
 
 i32 _open_osfhandle(handle File, i32 Flags)

@@ -74,7 +74,7 @@ static ssize_t writeWithoutSignal(int Descriptor, const void *Data, size_t Size)
 
 ssize_t Plat_WriteOnce(int Descriptor, const void *Data, size_t Size)
 {
-    if (Plat_ShareKnows(Descriptor)) return PLAT_RETRY(Plat_Sys.Write(Descriptor, Data, Size));
+    if (Plat_ShareHas(Descriptor)) return PLAT_RETRY(Plat_Sys.Write(Descriptor, Data, Size));
     return writeWithoutSignal(Descriptor, Data, Size);
 }
 

@@ -23,13 +23,12 @@ static constinit OpenFile *openFiles = nullptr; // guarded by shareLock, as the 
 static constinit u32 openCount = 0;
 static constinit u32 openRoom = 0;
 
-// Which descriptors are in the table, for the ones that a process commonly has.
-constexpr int knownRoom = 1024;
-static constinit std::atomic<u8> known[knownRoom] = {};
+constinit std::atomic<u8> Plat_ShareKnown[PLAT_SHARE_KNOWN] = {};
 
 static void setKnown(int Descriptor, u8 Value)
 {
-    if (Descriptor >= 0 && Descriptor < knownRoom) known[Descriptor].store(Value, std::memory_order_relaxed);
+    if (Descriptor >= 0 && Descriptor < PLAT_SHARE_KNOWN)
+        Plat_ShareKnown[Descriptor].store(Value, std::memory_order_relaxed);
 }
 
 static void dropEntry(u32 Index)
@@ -116,6 +115,5 @@ void Plat_ShareForget(int Descriptor)
 
 i32 Plat_ShareKnows(int Descriptor)
 {
-    if (Descriptor < 0 || Descriptor >= knownRoom) return 0;
-    return known[Descriptor].load(std::memory_order_relaxed);
+    return Plat_ShareHas(Descriptor) ? 1 : 0;
 }

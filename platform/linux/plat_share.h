@@ -9,6 +9,8 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
+
 #include "plat_types.h"
 
 constexpr u32 PLAT_SHARE_READ = 1;
@@ -24,7 +26,18 @@ PLAT_API i32 Plat_ShareAllows(const struct stat *File, u32 Access, u32 Share);
 // Takes a descriptor out, before it is closed or handed on. One that is not in is allowed.
 PLAT_API void Plat_ShareForget(int Descriptor);
 
-// 1 for a descriptor that was entered: a regular file, whose writes raise no signal. Takes no lock.
+// Which descriptors were entered, for the ones that a process commonly has.
+constexpr int PLAT_SHARE_KNOWN = 1024;
+extern std::atomic<u8> Plat_ShareKnown[PLAT_SHARE_KNOWN];
+
+// Whether a descriptor was entered: a regular file, whose writes raise no signal. Takes no lock.
+static inline bool Plat_ShareHas(int Descriptor)
+{
+    return Descriptor >= 0 && Descriptor < PLAT_SHARE_KNOWN &&
+           Plat_ShareKnown[Descriptor].load(std::memory_order_relaxed) != 0;
+}
+
+// The same for the tests.
 PLAT_API i32 Plat_ShareKnows(int Descriptor);
 
 #endif

@@ -89,6 +89,7 @@ constinit Plat_SysTable Plat_Sys = {
     .ProcessVmReadv = process_vm_readv,
     .Dlopen = dlopen,
     .ClockGettime = clock_gettime,
+    .TickedClock = clock_gettime,
     .Malloc = malloc,
     .Realloc = realloc,
 };

@@ -95,6 +95,8 @@ struct Plat_SysTable {
     void *(*Dlopen)(const char *Name, int Flags);
     // clock and memory
     int (*ClockGettime)(clockid_t Clock, struct timespec *Out);
+    // the ClockGettime between whose readings the processor's counter may tell the time; any other is always asked
+    int (*TickedClock)(clockid_t Clock, struct timespec *Out);
     void *(*Malloc)(size_t Size);
     void *(*Realloc)(void *Block, size_t Size);
 };

@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+#include "plat_clock.h"
 #include "plat_error.h"
 #include "plat_sys.h"
 #include "win32_error.h"
@@ -19,10 +20,7 @@ i32 QueryPerformanceCounter(i64 *Counter)
         SetLastError(ERROR_NOACCESS);
         return 0;
     }
-    struct timespec now;
-    if (Plat_Sys.ClockGettime(CLOCK_MONOTONIC, &now) != 0) return Plat_FailFromErrno();
-    *Counter = static_cast<i64>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
-    return 1;
+    return Plat_ReadCounter(Counter) ? 1 : Plat_FailFromErrno();
 }
 
 void GetLocalTime(SYSTEMTIME *Time)

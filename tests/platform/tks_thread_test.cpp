@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <set>
 #include <thread>
@@ -65,6 +66,46 @@ TEST(tks_MutexLock, IsRecursive)
     tks_MutexUnlock(&mutex);
     other.join();
     EXPECT_TRUE(entered);
+}
+
+TEST(tks_MutexLock, CountsRightlyWhileOwnersSleepAndOthersWait)
+{
+    tks_Mutex mutex = {};
+    int counter = 0;
+    inManyThreads(8, [&] {
+        for (int i = 0; i < 400; ++i) {
+            errno = EXDEV;
+            tks_MutexLock(&mutex);
+            const int before = counter;
+            if (i % 40 == 0) usleep(200); // longer than a waiter looks for
+            counter = before + 1;
+            tks_MutexUnlock(&mutex);
+            if (i % 40 != 0) {
+                EXPECT_EQ(errno, EXDEV);
+            }
+        }
+    });
+    EXPECT_EQ(counter, 3200);
+}
+
+TEST(tks_MutexLock, WakesASleeperForEachUnlock)
+{
+    tks_Mutex mutex = {};
+    std::atomic<int> through = 0;
+    tks_MutexLock(&mutex);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            tks_MutexLock(&mutex);
+            ++through;
+            tks_MutexUnlock(&mutex);
+        });
+    }
+    usleep(100000); // all of them sleep by now
+    EXPECT_EQ(through, 0);
+    tks_MutexUnlock(&mutex);
+    for (std::thread &thread : threads) thread.join();
+    EXPECT_EQ(through, 4);
 }
 
 TEST(tks_MutexInitOnce, LeavesALockedMutexLocked)
@@ -135,6 +176,7 @@ TEST(tks_ThreadGetData, IsOfItsThreadAndNullAtFirst)
     }).join();
 
     EXPECT_EQ(tks_ThreadGetData(slot), &mine);
+    EXPECT_EQ(tks_ThreadDataOf(slot), &mine);
     void *const allOnes = reinterpret_cast<void *>(-1);
     tks_ThreadSetData(slot, allOnes, nullptr);
     EXPECT_EQ(tks_ThreadGetData(slot), allOnes);

@@ -18,7 +18,7 @@
 #include "tks_memory.h"
 
 // A message that comes of this thread's write to its file must not write to it.
-static thread_local bool writingFile = false;
+static thread_local bool writingFile __attribute__((tls_model("initial-exec"))) = false;
 
 static bool allFlagsOn(const struct InfTR_MasterTraceArea *Master)
 {
@@ -77,7 +77,7 @@ static bool startNextLap(TraceFile *File)
 }
 
 // One record at the current offset. Offsets have 31 bits: a file that would pass them is too large.
-static bool putRecord(TraceFile *File, const TraceRecord *Record, i32 Size)
+static inline bool putRecord(TraceFile *File, const TraceRecord *Record, i32 Size)
 {
     if (File->Offset > INT32_MAX - Size) {
         errno = EFBIG;
@@ -90,7 +90,7 @@ static bool putRecord(TraceFile *File, const TraceRecord *Record, i32 Size)
 }
 
 // Writes a record to a block that is locked and open.
-static void writeRecord(TraceFile *File, TraceRecord *Record)
+static inline void writeRecord(TraceFile *File, TraceRecord *Record)
 {
     const i32 size = Record->TraceHeader.DataLength + INFTR_HEADER_SIZE;
     if (File->MaximumSize != 0 && size > File->BytesLeft) {
@@ -120,30 +120,33 @@ static void writeRecord(TraceFile *File, TraceRecord *Record)
     --File->SequenceNumber;
 }
 
+static inline void writeLocked(const struct InfTR_MasterTraceArea *Master, TraceFile *File, TraceRecord *Record)
+{
+    writingFile = true;
+    tks_MutexLock(&File->Lock);
+    if (allFlagsOn(Master)) {
+        if (File->FileStatus == INFTR_FILESTATUS_CLOSED || File->FileStatus == INFTR_FILESTATUS_UNINIT) {
+            InfTR_OpenAuxTraceFile(File);
+        }
+        if (File->FileStatus == INFTR_FILESTATUS_OPEN) writeRecord(File, Record);
+    }
+    tks_MutexUnlock(&File->Lock);
+    writingFile = false;
+}
+
 void InfTR_WriteTraceToAuxFile(TraceRecord *Record)
 {
     struct InfTR_MasterTraceArea *const master = InfTR_Read(InfTR_TracePtr);
     InfTR_ProcessCache *const cache = InfTR_Read(InfTR_CachePtr);
     if (master == nullptr || cache == nullptr || writingFile || InfTR_FileSlot >= TKS_THREAD_SLOTS) return;
 
-    void *const slot = tks_ThreadGetData(InfTR_FileSlot);
-    if (slot == INFTR_SLOT_DEAD) {
-        turnAuxOff(master);
-        return;
-    }
-    TraceFile *const file = slot == nullptr ? makeFile(master, cache) : static_cast<TraceFile *>(slot);
-    if (file == nullptr) return;
-
-    writingFile = true;
-    tks_MutexLock(&file->Lock);
-    if (allFlagsOn(master)) {
-        if (file->FileStatus == INFTR_FILESTATUS_CLOSED || file->FileStatus == INFTR_FILESTATUS_UNINIT) {
-            InfTR_OpenAuxTraceFile(file);
-        }
-        if (file->FileStatus == INFTR_FILESTATUS_OPEN) writeRecord(file, Record);
-    }
-    tks_MutexUnlock(&file->Lock);
-    writingFile = false;
+    const int callersErrno = errno;
+    void *const slot = tks_ThreadDataOf(InfTR_FileSlot);
+    if (slot == INFTR_SLOT_DEAD) turnAuxOff(master);
+    TraceFile *file = slot == INFTR_SLOT_DEAD ? nullptr : static_cast<TraceFile *>(slot);
+    if (slot == nullptr) file = makeFile(master, cache);
+    if (file != nullptr) writeLocked(master, file, Record);
+    errno = callersErrno;
 }
 
 static void closeAllFiles(InfTR_ProcessCache *Cache)

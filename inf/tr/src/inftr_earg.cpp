@@ -1,8 +1,7 @@
 // Arguments of entry and mid-point records, formatted straight into the thread's record.
 //
 // The writers' room ends with the record, so the formatter is bounded by it; a text that would not have fitted ends the
-// process, since a caller that prints unbounded text into a trace has a defect. A format without a conversion, "(void)"
-// above all, is copied without the formatter.
+// process, since a caller that prints unbounded text into a trace has a defect.
 
 #include <cstdarg>
 #include <cstdio>
@@ -19,23 +18,27 @@ constexpr i32 MID_TEXT_MAX = 4000;
 static_assert(ENTRY_TEXT + ENTRY_TEXT_MAX + 1 == INFTR_MAXSIZE_RECORD);
 static_assert(MID_TEXT + MID_TEXT_MAX + 1 < INFTR_MAXSIZE_RECORD);
 
-// Formats at Offset of the record. Returns the length that the whole text has, which may be more than there was room.
-static i32 formatText(TraceRecord *Record, size_t Offset, const char *Format, va_list Args)
+static inline char *textAt(TraceRecord *Record, size_t Offset)
 {
-    char *const out = reinterpret_cast<char *>(Record->Data) + (Offset - INFTR_HEADER_SIZE);
-    const size_t room = INFTR_MAXSIZE_RECORD - Offset;
-    if (strchr(Format, '%') == nullptr) {
-        const size_t length = strlen(Format);
-        if (length < room) {
-            memcpy(out, Format, length + 1);
-            return static_cast<i32>(length);
-        }
-    }
-    const i32 length = vsnprintf(out, room, Format, Args);
-    if (length >= 0) return length;
-    out[0] = '\0'; // a character that the locale cannot show
-    return 0;
+    return reinterpret_cast<char *>(Record->Data) + (Offset - INFTR_HEADER_SIZE);
 }
+
+// Formats the text of an Args function at Offset of the record. The length is that of the whole text, which may be more
+// than there was room, and 0 for a text that the locale cannot show.
+#define FORMAT_TEXT(Length, Record, Offset, Format)                                                                    \
+    do {                                                                                                               \
+        InfTR_Arguments arguments;                                                                                     \
+        va_start(arguments.List, Format);                                                                              \
+        (Length) = InfTR_Format(textAt(Record, Offset), INFTR_MAXSIZE_RECORD - (Offset), Format, &arguments);          \
+        va_end(arguments.List);                                                                                        \
+        if (__builtin_expect((Length) != INFTR_NOT_FORMATTED, 1)) break;                                               \
+        va_start(arguments.List, Format);                                                                              \
+        (Length) = InfTR_FormatBySystem(textAt(Record, Offset), INFTR_MAXSIZE_RECORD - (Offset), Format, &arguments);  \
+        va_end(arguments.List);                                                                                        \
+        if ((Length) >= 0) break;                                                                                      \
+        *textAt(Record, Offset) = '\0';                                                                                \
+        (Length) = 0;                                                                                                  \
+    } while (0)
 
 TraceRecord *InfTR_EntryArgs(const char *Format, ...)
 {
@@ -43,10 +46,8 @@ TraceRecord *InfTR_EntryArgs(const char *Format, ...)
     TraceRecord *const record = InfTR_GetRecord();
     if (record == nullptr) return nullptr;
 
-    va_list args;
-    va_start(args, Format);
-    const i32 length = formatText(record, ENTRY_TEXT, Format, args);
-    va_end(args);
+    i32 length;
+    FORMAT_TEXT(length, record, ENTRY_TEXT, Format);
     if (length > ENTRY_TEXT_MAX) {
         SUPER_ASSERT_EXIT_UNTRACED(INFTR, "InfTR_EntryArgs", "FALSE", __LINE__, "inf\\tr\\src\\inftr_earg", 201,
                                    "Formatted entry args, exceeded buffer allocation");
@@ -61,10 +62,8 @@ TraceRecord *InfTR_MidArgs(const char *Format, ...)
     TraceRecord *const record = InfTR_GetRecord();
     if (record == nullptr) return nullptr;
 
-    va_list args;
-    va_start(args, Format);
-    const i32 length = formatText(record, MID_TEXT, Format, args);
-    va_end(args);
+    i32 length;
+    FORMAT_TEXT(length, record, MID_TEXT, Format);
     if (length > MID_TEXT_MAX) {
         fprintf(stderr, "Len=%d FormatString=<%s>\n", length, Format);
         fflush(stderr);

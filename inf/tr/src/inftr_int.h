@@ -6,11 +6,16 @@
 //
 // Nothing on the road of a record carries a guard: a record made while another is being built would overwrite it.
 
+#include <cerrno>
+#include <cstdarg>
 #include <cstddef>
+#include <cstring>
 
+#include "crt.h"
 #include "inftr_control.h"
 #include "inftr_guard.h"
 #include "inftr_records.h"
+#include "tks_time.h"
 
 VELA_BEGIN
 
@@ -63,6 +68,41 @@ extern u32 InfTR_FileSlot;
 
 extern const u8 InfTR_RecordEyeCatcher[4];
 
+// Copies a short text without a call: its first and its last bytes, which may overlap. Nothing beyond it is touched.
+static inline void InfTR_CopyShort(char *Out, const char *From, size_t Length)
+{
+    if (Length > 32) {
+        memcpy(Out, From, Length);
+    } else if (Length >= 16) {
+        char ends[2][16];
+        memcpy(ends[0], From, 16);
+        memcpy(ends[1], From + Length - 16, 16);
+        memcpy(Out, ends[0], 16);
+        memcpy(Out + Length - 16, ends[1], 16);
+    } else if (Length >= 8) {
+        char ends[2][8];
+        memcpy(ends[0], From, 8);
+        memcpy(ends[1], From + Length - 8, 8);
+        memcpy(Out, ends[0], 8);
+        memcpy(Out + Length - 8, ends[1], 8);
+    } else {
+        for (size_t at = 0; at < Length; ++at) Out[at] = From[at];
+    }
+}
+
+// The arguments of a text. A structure, so that they are handed on where they lie.
+struct InfTR_Arguments {
+    va_list List;
+};
+
+constexpr i32 INFTR_NOT_FORMATTED = -2;
+
+// What vsnprintf writes and returns, or INFTR_NOT_FORMATTED for a text that InfTR_FormatBySystem has to write, with
+// arguments started afresh. That one is vsnprintf with errno left as it was; below 0 for a character that the locale
+// cannot show.
+i32 InfTR_Format(char *Out, size_t Room, const char *Format, InfTR_Arguments *From);
+i32 InfTR_FormatBySystem(char *Out, size_t Room, const char *Format, InfTR_Arguments *From);
+
 // ---- the road of a record ----
 
 // Whether any sink is on.
@@ -74,17 +114,38 @@ static inline bool InfTR_SinkIsOn(void)
            (INFTR_EXTERNAL_TRACE && InfTR_Read(master->TraceFlagExternal) == 1);
 }
 
-// The thread's record, made at its first call; NULL when the thread has ended its trace or there is no memory.
-TraceRecord *InfTR_GetRecord(void);
-
 // Copies the tag that the process shows in its records.
-void InfTR_CopyProcessTag(char *Out, const InfTR_ProcessCache *Cache);
+static inline void InfTR_CopyProcessTag(char *Out, const InfTR_ProcessCache *Cache)
+{
+    typedef u32 __attribute__((may_alias)) tagWord;
+    static_assert(offsetof(InfTR_ProcessCache, ProcessTag) % sizeof(tagWord) == 0);
+    const u32 tag = InfTR_Read(*reinterpret_cast<const tagWord *>(Cache->ProcessTag));
+    memcpy(Out, &tag, sizeof tag);
+}
+
+// The thread's record where its slot holds none yet. NULL when the thread has ended its trace or there is no memory.
+TraceRecord *InfTR_MakeRecord(void);
+
+// The thread's record, made at its first call; NULL as for InfTR_MakeRecord.
+static inline TraceRecord *InfTR_GetRecord(void)
+{
+    const InfTR_ProcessCache *const cache = InfTR_Read(InfTR_CachePtr);
+    if (cache == nullptr || InfTR_RecordSlot >= TKS_THREAD_SLOTS) return nullptr;
+    void *const slot = tks_ThreadDataOf(InfTR_RecordSlot);
+    if (__builtin_expect(slot == nullptr || slot == INFTR_SLOT_DEAD, 0)) return InfTR_MakeRecord();
+    TraceRecord *const record = &static_cast<InfTR_TraceThreadBuffer *>(slot)->Record;
+    InfTR_CopyProcessTag(record->TraceHeader.ProcessTag, cache);
+    return record;
+}
 
 // Marks in the sinks that a record was lost. Component is not shown.
 void InfTR_TraceInfTRError(u16 Component, u32 Class);
 
 // Stamps a record and hands it to the sinks that are on. Only its header needs to exist when DataLength is 0.
 void InfTR_SysTrcgen(TraceRecord *Record);
+
+// The same at a moment that the writer took first of all: what builds the record runs beside the reading of the clock.
+void InfTR_StampAndWrite(TraceRecord *Record, tks_Moment Now);
 
 void InfTR_WriteTraceToBuffer(TraceRecord *Record);
 void InfTR_WriteTraceToAuxFile(TraceRecord *Record);
@@ -108,7 +169,13 @@ void InfTR_WriteAUXFileHeader(TraceFile *File);
 void InfTR_FailFile(TraceFile *File);
 
 // _write of all Size bytes or false with errno: a short write fails too, with errno 28 where the system left none.
-bool InfTR_WriteAll(i32 Descriptor, const void *Data, u32 Size);
+static inline bool InfTR_WriteAll(i32 Descriptor, const void *Data, u32 Size)
+{
+    errno = 0;
+    if (_write(Descriptor, Data, Size) == static_cast<i32>(Size)) return true;
+    if (errno == 0) errno = ENOSPC;
+    return false;
+}
 
 // Eight characters of Text, blank-padded, no terminator.
 void InfTR_PadName(char *Out, const char *Text);

@@ -22,12 +22,12 @@ struct InfTR_MasterTraceArea *InfTR_TracePtr = nullptr;
 struct InfTR_ProcessCache *InfTR_CachePtr = nullptr;
 
 const u32 InfTR_ProductMaskTable[INFTR_LEVEL_COUNT] = {
-    0x00000, // nothing
-    0x00038, // errors, exceptions, class 0x20
-    0x0003C, // and class 0x4
-    0x0083F, // and events, classes 0x1 and 0x800
-    0x00FFF, // and entries and exits
-    0x18FFF, // and mid points and hex data
+    0, // nothing
+    INFTR_LEVEL_MASK_1, // errors, exceptions, class 0x20
+    INFTR_LEVEL_MASK_2, // and class 0x4
+    INFTR_LEVEL_MASK_3, // and events, classes 0x1 and 0x800
+    INFTR_LEVEL_MASK_4, // and entries and exits
+    INFTR_LEVEL_MASK_5, // and mid points and hex data
 };
 
 constexpr u32 NO_SLOT = 0xFFFFFFFFu;

@@ -32,14 +32,6 @@ void InfTR_UnlockDirectories(void)
     tks_MutexUnlock(&directoryLock);
 }
 
-bool InfTR_WriteAll(i32 Descriptor, const void *Data, u32 Size)
-{
-    errno = 0;
-    if (_write(Descriptor, Data, Size) == static_cast<i32>(Size)) return true;
-    if (errno == 0) errno = ENOSPC;
-    return false;
-}
-
 // The directory of a file type, as it stands in the master area.
 static void copyDirectory(char (&Out)[256], i32 FileType)
 {

@@ -7,6 +7,7 @@
 // No memory for a record is told through the log, whose own trace points want a record too. gettingRecord stops that
 // circle: inside it there is no record.
 
+#include <cerrno>
 #include <cstring>
 
 #include "inftr_int.h"
@@ -31,7 +32,7 @@ static_assert(offsetof(InfTR_TraceHeader, TimeZone) == 36 && offsetof(InfTR_Trac
 static_assert(offsetof(InfTR_TraceHeader, CounterHigh) == 44 && offsetof(InfTR_TraceHeader, CounterLow) == 48);
 static_assert(offsetof(InfTR_TraceHeader, Class) == 52);
 
-static thread_local bool gettingRecord = false;
+static thread_local bool gettingRecord __attribute__((tls_model("initial-exec"))) = false;
 
 // The record's bytes from Offset on.
 static u8 *bytesAt(TraceRecord *Record, size_t Offset)
@@ -49,22 +50,14 @@ static void putHalf(TraceRecord *Record, size_t Offset, u16 Value)
     memcpy(bytesAt(Record, Offset), &Value, sizeof Value);
 }
 
-// The mark and Width characters of a name, zero-filled.
-static void putName(TraceRecord *Record, size_t Offset, const char *Name, size_t Width)
+// The mark and at most Width characters of a name, zero-filled to the end of a field of Size bytes.
+template <size_t Size>
+static inline void putName(TraceRecord *Record, size_t Offset, const char *Name, size_t Width)
 {
     u8 *const out = bytesAt(Record, Offset);
-    const size_t length = Name == nullptr ? 0 : strnlen(Name, Width);
+    memset(out, 0, Size);
     out[0] = NAME_MARK;
-    if (length != 0) memcpy(out + 1, Name, length);
-    memset(out + 1 + length, 0, Width - length);
-}
-
-void InfTR_CopyProcessTag(char *Out, const InfTR_ProcessCache *Cache)
-{
-    typedef u32 __attribute__((may_alias)) tagWord;
-    static_assert(offsetof(InfTR_ProcessCache, ProcessTag) % sizeof(tagWord) == 0);
-    const u32 tag = InfTR_Read(*reinterpret_cast<const tagWord *>(Cache->ProcessTag));
-    memcpy(Out, &tag, sizeof tag);
+    if (Name != nullptr) InfTR_CopyShort(reinterpret_cast<char *>(out + 1), Name, strnlen(Name, Width));
 }
 
 // Makes the thread's record buffer. Nullptr without memory, which the log then tells.
@@ -87,25 +80,21 @@ static InfTR_TraceThreadBuffer *makeBuffer(const InfTR_ProcessCache *Cache)
     return buffer;
 }
 
-TraceRecord *InfTR_GetRecord(void)
+TraceRecord *InfTR_MakeRecord(void)
 {
     InfTR_ProcessCache *const cache = InfTR_Read(InfTR_CachePtr);
-    if (cache == nullptr || InfTR_RecordSlot >= TKS_THREAD_SLOTS) return nullptr;
-    void *const slot = tks_ThreadGetData(InfTR_RecordSlot);
-    if (slot == INFTR_SLOT_DEAD) return nullptr;
-    InfTR_TraceThreadBuffer *buffer = static_cast<InfTR_TraceThreadBuffer *>(slot);
-    if (buffer == nullptr) {
-        if (gettingRecord) return nullptr;
-        buffer = makeBuffer(cache);
-        if (buffer == nullptr) return nullptr;
-    }
+    if (gettingRecord || cache == nullptr || tks_ThreadGetData(InfTR_RecordSlot) == INFTR_SLOT_DEAD) return nullptr;
+    const int callersErrno = errno;
+    InfTR_TraceThreadBuffer *const buffer = makeBuffer(cache);
+    errno = callersErrno;
+    if (buffer == nullptr) return nullptr;
     InfTR_CopyProcessTag(buffer->Record.TraceHeader.ProcessTag, cache);
     return &buffer->Record;
 }
 
 // A writer's first step: its record, with class and component in place. Nullptr without a sink, and without a record,
 // of which a mark is then left.
-static TraceRecord *openRecord(u16 Component, u32 Class)
+static inline TraceRecord *openRecord(u16 Component, u32 Class)
 {
     if (!InfTR_SinkIsOn()) return nullptr;
     TraceRecord *const record = InfTR_GetRecord();
@@ -138,12 +127,12 @@ void InfTR_TraceFnEntry(u16, const char *FunctionName, u32 Class, TraceRecord *R
         InfTR_TraceInfTRError(0, Class);
         return;
     }
+    const tks_Moment now = tks_Now();
     // required: the component field is left as the thread's previous record had it
     Record->TraceHeader.Class = Class;
-    putName(Record, 56, FunctionName, 30);
-    *bytesAt(Record, 87) = 0;
+    putName<32>(Record, 56, FunctionName, 30);
     Record->TraceHeader.DataLength = static_cast<u16>(*bytesAt(Record, 88) + 34);
-    InfTR_SysTrcgen(Record);
+    InfTR_StampAndWrite(Record, now);
 }
 
 void InfTR_TraceMid(u16, const char *FunctionName, u32 Id, TraceRecord *Record)
@@ -156,48 +145,51 @@ void InfTR_TraceMid(u16, const char *FunctionName, u32 Id, TraceRecord *Record)
     memcpy(&length, bytesAt(Record, 92), sizeof length);
     Record->TraceHeader.Class = INFTR_CLASS_MID;
     putWord(Record, 56, Id);
-    putName(Record, 60, FunctionName, 30);
+    putName<31>(Record, 60, FunctionName, 30);
     *bytesAt(Record, 87) = 0; // required: cuts the name to 26 characters
     Record->TraceHeader.DataLength = static_cast<u16>(length + 40);
     InfTR_SysTrcgen(Record);
 }
 
 // What all exits begin with: point and name.
-static TraceRecord *openExit(u16 Component, u32 Class, const char *FunctionName, u32 Point)
+static inline TraceRecord *openExit(u16 Component, u32 Class, const char *FunctionName, u32 Point)
 {
     TraceRecord *const record = openRecord(Component, Class);
     if (record == nullptr) return nullptr;
     putWord(record, 56, Point);
-    putName(record, 60, FunctionName, 31);
+    putName<32>(record, 60, FunctionName, 31);
     return record;
 }
 
 void InfTR_TraceVoidExit(u16 Component, const char *FunctionName, u32 Point)
 {
+    const tks_Moment now = tks_Now();
     TraceRecord *const record = openExit(Component, INFTR_CLASS_VOID_EXIT, FunctionName, Point);
     if (record == nullptr) return;
     record->TraceHeader.DataLength = 36;
-    InfTR_SysTrcgen(record);
+    InfTR_StampAndWrite(record, now);
 }
 
 void InfTR_TraceErrorExit(u16 Component, const char *FunctionName, u32 Code, u32 Point)
 {
+    const tks_Moment now = tks_Now();
     TraceRecord *const record = openExit(Component, INFTR_CLASS_ERROR_EXIT, FunctionName, Point);
     if (record == nullptr) return;
     putWord(record, 92, Code);
     record->TraceHeader.DataLength = 40;
-    InfTR_SysTrcgen(record);
+    InfTR_StampAndWrite(record, now);
 }
 
 void InfTR_TraceTypedExit(u16 Component, const char *FunctionName, i32 Size, const void *Value, u32 Point)
 {
+    const tks_Moment now = tks_Now();
     TraceRecord *const record = openExit(Component, INFTR_CLASS_TYPED_EXIT, FunctionName, Point);
     if (record == nullptr) return;
     if (Size > 4) Size = 4;
     putWord(record, 92, static_cast<u32>(Size));
     if (Size > 0 && Value != nullptr) memcpy(bytesAt(record, 96), Value, static_cast<size_t>(Size));
     record->TraceHeader.DataLength = 44;
-    InfTR_SysTrcgen(record);
+    InfTR_StampAndWrite(record, now);
 }
 
 void InfTR_TraceError(u16 Component, u32 MessageNumber, u32 MSN)
@@ -240,7 +232,7 @@ static void putHexChunk(TraceRecord *Record, const char *FunctionName, u32 Id, u
 {
     Record->TraceHeader.Class = INFTR_CLASS_HEX;
     putWord(Record, 56, Id);
-    putName(Record, 60, FunctionName, 30);
+    putName<31>(Record, 60, FunctionName, 30);
     *bytesAt(Record, 87) = 0; // required: cuts the name to 26 characters
     putHalf(Record, 92, Flag != 0 ? 1 : 0);
     putWord(Record, 96, static_cast<u32>(reinterpret_cast<uintptr_t>(Address)));

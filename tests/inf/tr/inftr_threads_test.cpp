@@ -83,12 +83,12 @@ TEST(Threads, ADumpHoldsWholeRecordsWhileOthersTrace)
     Case_Start(("-b 65536 -B ON -M ON -S ON -t ALL=0 -d " + directory).c_str(), "prog", "REG");
     Case_InThread([] { InfTR_TraceEvent(58, 0, 0, nullptr); }); // no dump finds the ring empty
     Case_Stderr([&] {
-        u32 dumps = 0;
+        std::atomic<u32> dumps = 0;
         together(
             2,
-            [](u32 number) {
-                for (u32 id = 0; id < 20000; ++id) {
-                    InfTR_TraceEvent(58, number << 16 | id, id % 200, std::string(200, 'r').data());
+            [&](u32 number) { // on until some dumps were taken beside it
+                for (u32 id = 0; id < 20000 || dumps < 3; ++id) {
+                    InfTR_TraceEvent(58, number << 16 | (id & 0xFFFF), id % 200, std::string(200, 'r').data());
                 }
             },
             [&] {
@@ -114,6 +114,79 @@ TEST(Threads, ADumpHoldsWholeRecordsWhileOthersTrace)
         ++files;
     }
     EXPECT_GT(files, 0u);
+}
+
+// The bytes of an event are told by its number, so a reader knows every one of them.
+static void fillEvent(u32 Id, u8 (&Bytes)[120])
+{
+    for (size_t at = 0; at < sizeof Bytes; ++at) Bytes[at] = static_cast<u8>(Id * 31 + at);
+}
+
+static u32 eventLength(u32 Id)
+{
+    return Id * 7 % 121;
+}
+
+// Every record of a dump is whole, and each thread's records follow one another without a gap.
+static size_t checkDump(const std::string &Content)
+{
+    std::map<u32, u32> last;
+    size_t count = 0;
+    for (const Ring_Record &record : Ring_RecordsOfImage(Content.data(), Content.size())) {
+        EXPECT_EQ(record.Header.Class, INFTR_CLASS_EVENT);
+        const u32 number = record.Point >> 24, id = record.Point & 0xFFFFFF;
+        EXPECT_TRUE(last.count(number) == 0 || id == last[number] + 1) << number << ": " << last[number] << ", " << id;
+        last[number] = id;
+        u8 expected[120];
+        fillEvent(id, expected);
+        const u32 length = eventLength(id);
+        EXPECT_EQ(record.Header.DataLength, (4 + length + 3) & ~3u);
+        EXPECT_EQ(memcmp(record.Data.data() + 4, expected, length), 0);
+        EXPECT_LT(record.Header.NanoSeconds, 1000000000u);
+        ++count;
+        if (testing::Test::HasFailure()) break;
+    }
+    return count;
+}
+
+// VELA_TEST_SECONDS says for how long.
+TEST(Threads, DumpsOfEightBusyThreadsHoldEveryRecord)
+{
+    const char *const asked = getenv("VELA_TEST_SECONDS");
+    const auto length = std::chrono::seconds(asked != nullptr ? atoi(asked) : 2);
+    const std::string directory = Case_Directory();
+    Case_Start(("-b 262144 -B ON -M ON -S ON -t ALL=0 -d " + directory).c_str(), "prog", "REG");
+    Case_InThread([] { InfTR_TraceEvent(58, 9 << 24, 0, nullptr); }); // no dump finds the ring empty
+    Ring_Clear();
+    const auto end = std::chrono::steady_clock::now() + length;
+    std::atomic<u64> written = 0;
+    u32 dumps = 0;
+    Case_Stderr([&] {
+        together(
+            8,
+            [&](u32 number) {
+                u8 bytes[120];
+                u32 id = 0;
+                for (; std::chrono::steady_clock::now() < end; ++id) {
+                    fillEvent(id, bytes);
+                    InfTR_TraceEvent(58, number << 24 | (id & 0xFFFFFF), eventLength(id), bytes);
+                }
+                written += id;
+            },
+            [&] {
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+                InfTR_DumpRingBuffer(dumps++, nullptr);
+            });
+    });
+    size_t files = 0, records = 0;
+    for (const auto &entry : std::filesystem::directory_iterator(directory)) {
+        records += checkDump(Scratch_ReadFile(entry.path()));
+        ++files;
+    }
+    EXPECT_EQ(files, dumps);
+    EXPECT_GT(records, files * 1000);
+    EXPECT_GT(written, records / 2);
+    EXPECT_GE(dumps, static_cast<u32>(length.count()) * 3);
 }
 
 TEST(Threads, FilesAreClosedUnderTheHandsOfTheirThreads)

@@ -1,5 +1,7 @@
 // Records byte by byte: every field of every kind, cut names and texts, what carries over, and lost records.
 
+#include <cerrno>
+
 #include "trace_case.h"
 
 #include "tks_memory.h"
@@ -469,4 +471,39 @@ TEST(RecordsDeathTest, MidArgumentsBeyondTheRecordEndTheProcess)
                 "Formatted entry args, exceeded buffer allocation");
     EXPECT_EXIT(traceMid(9000), testing::ExitedWithCode(99), "Len=9000 FormatString=<%s>\n(.|\n)*ERZ057002E/0202");
     EXPECT_EXIT((traceMid(4000), exit(0)), testing::ExitedWithCode(0), "");
+}
+
+// A traced function may have set errno for its own caller.
+TEST_F(Records, ErrnoStaysAsItWas)
+{
+    const std::string directory = Case_Directory();
+    Case_Start(("-A ON -B ON -M ON -S ON -t ALL=0 -d " + directory).c_str());
+    Case_InThread([] { // the first record of a thread makes its buffer and its file
+        const u32 value = 5;
+        const auto unchanged = [](const char *What, const std::function<void()> &Body) {
+            errno = EXDEV;
+            Body();
+            EXPECT_EQ(errno, EXDEV) << What;
+        };
+        unchanged("entry", [&] { InfTR_TraceFnEntry(58, "F", 0x40, InfTR_EntryArgs("(%d, %s)", 1, "x")); });
+        unchanged("entry by the system", [&] { InfTR_TraceFnEntry(58, "F", 0x40, InfTR_EntryArgs("(%f)", 1.5)); });
+        unchanged("text of another locale", [&] { InfTR_EntryArgs("%ls", L"\xD800"); });
+        unchanged("mid point", [&] { InfTR_TraceMid(58, "F", 1, InfTR_MidArgs("(%ls)", L"x")); });
+        unchanged("void exit", [&] { InfTR_TraceVoidExit(58, "F", 1); });
+        unchanged("error exit", [&] { InfTR_TraceErrorExit(58, "F", 1, 1); });
+        unchanged("typed exit", [&] { InfTR_TraceTypedExit(58, "F", 4, &value, 1); });
+        unchanged("error", [&] { InfTR_TraceError(58, 1, 1); });
+        unchanged("event", [&] { InfTR_TraceEvent(58, 1, 4, &value); });
+        unchanged("hex", [&] { InfTR_TraceHex(58, "F", 1, &value, 4, 0); });
+    });
+    Case_InThread([] {
+        Case_MakeMessageData();
+        tks_TestFailMalloc(1);
+        errno = EXDEV;
+        Case_Stderr([] {
+            errno = EXDEV;
+            InfTR_TraceVoidExit(58, "F", 1);
+            EXPECT_EQ(errno, EXDEV) << "no memory for the buffer";
+        });
+    });
 }
