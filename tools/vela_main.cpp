@@ -5,6 +5,7 @@
 #include "vela_commands.h"
 
 #include <cstdio>
+#include <exception>
 #include <iostream>
 
 namespace
@@ -42,7 +43,7 @@ std::string unknownOption(const CLI::App &program)
     return "";
 }
 
-int run(CLI::App &program, int argc, char **argv)
+int parse(CLI::App &program, int argc, char **argv)
 {
     if (const char *word = unknownCommand(program, argc, argv)) {
         std::cerr << "vela: no command '" << word << "' (--help lists them)\n";
@@ -70,9 +71,7 @@ int run(CLI::App &program, int argc, char **argv)
     }
 }
 
-} // namespace
-
-int main(int argc, char **argv)
+int run(int argc, char **argv)
 {
     CLI::App program{"Meets the services of a region: setup, trace, messages, terminal streams.", "vela"};
     program.set_version_flag("--version", std::string("vela ") + VELA_VERSION);
@@ -80,11 +79,23 @@ int main(int argc, char **argv)
     program.require_subcommand(1);
     for (AddCommand add : commands) add(program);
 
-    const int status = run(program, argc, argv);
+    const int status = parse(program, argc, argv);
     std::cout.flush();
     if (!std::cout || std::fflush(stdout) != 0) {
         std::cerr << "vela: standard output could not be written\n";
         return exitFailure;
     }
     return status;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (const std::exception &failure) {
+        std::fprintf(stderr, "vela: %s\n", failure.what());
+        return exitFailure;
+    }
 }

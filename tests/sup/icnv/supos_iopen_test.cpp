@@ -276,6 +276,21 @@ TEST(SupOS_GetTable, HasNoMemory)
     EXPECT_EQ(result, 7);
 }
 
+TEST(SupOS_GetTable, NeedsRoomBeforeTheFile)
+{
+    NO_MEMORY_SKIP();
+    Icnv_UseCatalogue(lines);
+    SupOS_IcnvNeedCatalogue();
+    u32 table = 77;
+    EXPECT_EQ(SupOS_GetTable(1, 9999, &table, 1, 0), ICNV_RC_NOTABLE);
+    const int result = NoMemory_Run([] {
+        u32 none = 77;
+        return SupOS_GetTable(1, 9999, &none, 1, 0) == ICNV_RC_NOMEM && none == 77 ? 7 : 1;
+    });
+    EXPECT_EQ(result, 7);
+    EXPECT_EQ(table, 77u);
+}
+
 TEST(SupOS_GetTable, KeepsTheTwoHandlesWithAMeaningFree)
 {
     const std::string folder = Icnv_UseCatalogue(lines);

@@ -104,34 +104,40 @@ static u32 findTable(const IcnvCatalogue *Catalogue, u32 Key, u32 To)
     return 0;
 }
 
-// Puts a loaded table behind the others. The two positions whose numbers mean something else stay empty.
-static i32 addTable(IcnvCatalogue *Catalogue, const IcnvTable *Loaded)
+// Puts a loaded table behind the others, in an array with room for it. The two positions whose numbers mean something else
+// stay empty.
+static i32 addTable(IcnvCatalogue *Catalogue, IcnvTable *Tables, const IcnvTable *Loaded)
 {
-    for (bool empty = true; empty;) {
+    while (Tables != nullptr) {
         const u32 position = Catalogue->tableCount + 1;
-        empty = position == ICNV_TBL_SUBST || position == ICNV_TBL_SAME;
-        IcnvTable *const tables = roomForOne(Catalogue);
-        if (tables == nullptr) return ICNV_RC_NOMEM;
-        tables[position - 1] = empty ? IcnvTable{} : *Loaded;
-        __atomic_store_n(&Catalogue->tables, tables, __ATOMIC_RELEASE);
+        const bool empty = position == ICNV_TBL_SUBST || position == ICNV_TBL_SAME;
+        Tables[position - 1] = empty ? IcnvTable{} : *Loaded;
+        __atomic_store_n(&Catalogue->tables, Tables, __ATOMIC_RELEASE);
         __atomic_store_n(&Catalogue->tableCount, position, __ATOMIC_RELEASE);
+        if (!empty) return ICNV_RC_OK;
+        Tables = roomForOne(Catalogue);
     }
-    return ICNV_RC_OK;
+    return ICNV_RC_NOMEM;
 }
 
-// Loads a table that is not there yet.
+// Loads a table that is not there yet. The array comes first: without room the file is not looked for.
 static i32 loadTable(IcnvCatalogue *Catalogue, u32 To, u32 From, u32 Key, u32 Kind, u32 Suffix)
 {
+    IcnvTable *const tables = roomForOne(Catalogue);
+    if (tables == nullptr) return ICNV_RC_NOMEM;
+
     IcnvTable loaded = {{'I', 'C', 'N', 'V'}, Key, To, nullptr, 0, nullptr};
     char path[SUPPR_NAME_ENTRY_SIZE + 32];
     nameFile(path, sizeof path, From, To, Suffix);
-
     const i32 code = loadFile(path, &loaded);
-    if (code != ICNV_RC_OK) return code;
+    if (code != ICNV_RC_OK) {
+        if (tables != Catalogue->tables) SupOS_Deallocate(tables);
+        return code;
+    }
     // required: a table that cannot be widened stays as it is, and the open fails
     const i32 widened =
         Kind == ICNV_KIND_NARROW_ROWS && loaded.size % 512 != 0 ? SupOS_ModifyTable(&loaded) : ICNV_RC_OK;
-    const i32 added = addTable(Catalogue, &loaded);
+    const i32 added = addTable(Catalogue, tables, &loaded);
     if (added != ICNV_RC_OK) SupOS_Deallocate(loaded.data);
     return added != ICNV_RC_OK ? added : widened;
 }
