@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 build=$1
 export TIDY=$(command -v clang-tidy-14 || command -v clang-tidy) BUILD=$build STAMPS=$build/tidy
 mkdir -p "$STAMPS"
-STATE=$( (cat .clang-tidy; find include platform inf sup ter remote_clients gen tools -name '*.h' -print0 |
+STATE=$( (cat .clang-tidy tools/.clang-tidy gen/.clang-tidy; find include platform inf sup ter remote_clients gen tools -name '*.h' -print0 |
     sort -z | xargs -0 cat) | sha256sum | cut -c1-16)
 export STATE
 check() {
