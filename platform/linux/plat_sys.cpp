@@ -22,6 +22,11 @@ static int sysFcntlInt(int Descriptor, int Command, int Argument)
     return fcntl(Descriptor, Command, Argument);
 }
 
+static int sysFcntlLock(int Descriptor, int Command, struct flock *Range)
+{
+    return fcntl(Descriptor, Command, Range);
+}
+
 static int sysIoctl(int Descriptor, unsigned long Request, void *Argument)
 {
     return ioctl(Descriptor, Request, Argument);
@@ -49,6 +54,7 @@ constinit Plat_SysTable Plat_Sys = {
     .Lstat = lstat,
     .Faccessat = faccessat,
     .FcntlInt = sysFcntlInt,
+    .FcntlLock = sysFcntlLock,
     .Poll = poll,
     .Ioctl = sysIoctl,
     .Mkdir = mkdir,

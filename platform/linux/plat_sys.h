@@ -44,6 +44,7 @@ struct Plat_SysTable {
     int (*Lstat)(const char *Path, struct stat *Out);
     int (*Faccessat)(int Directory, const char *Path, int Mode, int Flags);
     int (*FcntlInt)(int Descriptor, int Command, int Argument);
+    int (*FcntlLock)(int Descriptor, int Command, struct flock *Range);
     int (*Poll)(struct pollfd *Entries, nfds_t Count, int Milliseconds);
     int (*Ioctl)(int Descriptor, unsigned long Request, void *Argument);
     // directories

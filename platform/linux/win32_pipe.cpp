@@ -283,17 +283,22 @@ i32 DisconnectNamedPipe(handle Pipe)
     return 1;
 }
 
-// What a look at the lock file tells: 0 the pipe takes a client, else the error number.
+// What an open lock file tells: 0 the pipe takes a client, else the error number.
+static u32 stateOfLock(int lock)
+{
+    char mark = markBusy; // so is one whose owner has not written it yet
+    if (Plat_Sys.Flock(lock, LOCK_SH | LOCK_NB) == 0) return ERROR_FILE_NOT_FOUND;
+    PLAT_RETRY(Plat_Sys.Read(lock, &mark, 1));
+    return mark == markListening ? ERROR_SUCCESS : ERROR_SEM_TIMEOUT;
+}
+
 static u32 stateOf(const char *lockPath)
 {
     const int lock = Plat_OpenFile(lockPath, O_RDWR, 0);
     if (lock < 0) return ERROR_FILE_NOT_FOUND;
-    char mark = markBusy; // so is one whose owner has not written it yet
-    const bool taken = Plat_Sys.Flock(lock, LOCK_SH | LOCK_NB) != 0;
-    if (taken) PLAT_RETRY(Plat_Sys.Read(lock, &mark, 1));
+    const u32 state = stateOfLock(lock);
     Plat_Sys.Close(lock);
-    if (!taken) return ERROR_FILE_NOT_FOUND;
-    return mark == markListening ? ERROR_SUCCESS : ERROR_SEM_TIMEOUT;
+    return state;
 }
 
 static bool isOver(const struct timespec &until)
@@ -322,22 +327,49 @@ i32 WaitNamedPipeA(const char *Name, u32 Milliseconds)
     return 0;
 }
 
-int Plat_NamedPipeOpen(const char *Name)
+static int connectTo(const struct sockaddr_un *address)
 {
-    struct sockaddr_un address = {};
-    char lockPath[PLAT_PATH_ROOM];
-    if (makePaths(Name, &address, lockPath) != 0) return -1;
-    const u32 state = stateOf(lockPath);
-    if (state != ERROR_SUCCESS) {
-        errno = state == ERROR_SEM_TIMEOUT ? EBUSY : ENOENT;
-        return -1;
-    }
     const int client = Plat_DescriptorAbove2(Plat_Sys.Socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (client < 0) return -1;
-    if (PLAT_RETRY(Plat_Sys.Connect(client, reinterpret_cast<struct sockaddr *>(&address), sizeof address)) == 0)
+    if (PLAT_RETRY(Plat_Sys.Connect(client, reinterpret_cast<const struct sockaddr *>(address), sizeof *address)) == 0)
         return client;
     const int reason = errno == ECONNREFUSED ? ENOENT : errno;
     Plat_Sys.Close(client);
     errno = reason;
     return -1;
+}
+
+// Connects while the lock file is claimed (by a lock of another kind than its owner's), and marks the pipe as busy: of
+// clients that come at once only one finds it listening, though the owner has not taken it yet.
+static int connectAlone(int lock, const struct sockaddr_un *address)
+{
+    struct flock whole = {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    if (PLAT_RETRY(Plat_Sys.FcntlLock(lock, F_OFD_SETLKW, &whole)) != 0) return -1;
+    const u32 state = stateOfLock(lock);
+    if (state != ERROR_SUCCESS) {
+        errno = state == ERROR_SEM_TIMEOUT ? EBUSY : ENOENT;
+        return -1;
+    }
+    const int client = connectTo(address);
+    if (client >= 0) setMark(lock, markBusy);
+    return client;
+}
+
+int Plat_NamedPipeOpen(const char *Name)
+{
+    struct sockaddr_un address = {};
+    char lockPath[PLAT_PATH_ROOM];
+    if (makePaths(Name, &address, lockPath) != 0) return -1;
+    const int lock = Plat_OpenFile(lockPath, O_RDWR, 0);
+    if (lock < 0) {
+        errno = ENOENT;
+        return -1;
+    }
+    const int client = connectAlone(lock, &address);
+    const int reason = errno;
+    Plat_Sys.Close(lock);
+    errno = reason;
+    return client;
 }

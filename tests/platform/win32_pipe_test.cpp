@@ -6,10 +6,12 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -201,6 +203,32 @@ TEST(NamedPipe, IsBusyFromItsClientToItsEnd)
     CloseHandle(pipe);
     EXPECT_EQ(WaitNamedPipeA(name, 1), 0);
     EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
+}
+
+TEST(NamedPipe, TakesOneOfManyClients)
+{
+    Scratch_MakeRoot();
+    for (int round = 0; round < 50; ++round) {
+        const handle pipe = takeName(); // nobody waits for a client yet
+        std::atomic<int> taken = 0, busy = 0;
+        std::vector<std::thread> clients;
+        for (int number = 0; number < 8; ++number) {
+            clients.emplace_back([&] {
+                const handle client = CreateFileA(name, GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+                if (client == PLAT_INVALID_HANDLE) {
+                    busy += GetLastError() == ERROR_PIPE_BUSY;
+                    return;
+                }
+                ++taken;
+                CloseHandle(client);
+            });
+        }
+        for (std::thread &client : clients) client.join();
+        ASSERT_EQ(taken, 1);
+        ASSERT_EQ(busy, 7);
+        EXPECT_EQ(ConnectNamedPipe(pipe, nullptr), 1);
+        CloseHandle(pipe);
+    }
 }
 
 TEST(NamedPipe, GoesWithItsProcess)
