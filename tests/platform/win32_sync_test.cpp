@@ -2,14 +2,18 @@
 
 #include "win32_sync.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <chrono>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "plat_faults.h"
+#include "scratch_root.h"
 #include "win32_error.h"
 #include "win32_file.h"
 #include "win32_process.h"
@@ -144,12 +148,24 @@ TEST(Event, WakesEveryWaiter)
     EXPECT_EQ(woken, 4);
 }
 
+// Whether a thread of this process sleeps, or is gone.
+static bool sleeps(pid_t thread)
+{
+    const std::string state = Scratch_ReadFile("/proc/self/task/" + std::to_string(thread) + "/stat");
+    const size_t name = state.rfind(')');
+    return name == std::string::npos || state.compare(name, 3, ") S") == 0;
+}
+
 TEST(Event, MayBeClosedDuringAWait)
 {
     const handle event = CreateEventA(nullptr, 1, 0, nullptr);
     u32 result = 0;
-    std::thread waiter([&] { result = WaitForSingleObject(event, 100); });
-    Sleep(20);
+    std::atomic<pid_t> thread = 0;
+    std::thread waiter([&] {
+        thread = gettid();
+        result = WaitForSingleObject(event, 200);
+    });
+    while (thread == 0 || !sleeps(thread)) Sleep(1);
     CloseHandle(event);
     waiter.join();
     EXPECT_EQ(result, WAIT_TIMEOUT);
