@@ -9,92 +9,25 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "bench_screens.h"
 #include "terbm_stream.h"
 
 namespace
 {
 
-using Bytes = std::vector<u8>;
+using Bytes = Bench_Bytes;
 using Clock = std::chrono::steady_clock;
-
-constexpr i32 toAsciiDescriptor = 1;
-constexpr i32 toEbcdicDescriptor = 2;
-
-u32 allocate(u32 size, void **block)
-{
-    *block = std::malloc(size);
-    return 0;
-}
-
-u32 release(void *block)
-{
-    std::free(block);
-    return 0;
-}
-
-// As cheap as a conversion can be, so that what is measured is the translation. To ASCII it gives printable characters.
-u32 copyText(u32 descriptor, u8 *source, u16 sourceLength, u8 *target, u16, u16 *outLength)
-{
-    if (descriptor == toAsciiDescriptor)
-        for (u16 at = 0; at < sourceLength; ++at) target[at] = static_cast<u8>((source[at] & 0x3F) + 0x20);
-    else
-        std::memcpy(target, source, sourceLength);
-    *outLength = sourceLength;
-    return 0;
-}
-
-u32 translate(u8 **buffer, u16 *length, bool toAscii)
-{
-    return TerBM_Translate(buffer, length, 1, 1, toAscii, allocate, release, copyText,
-                           toAscii ? toAsciiDescriptor : toEbcdicDescriptor, toAscii ? 2 : 1, nullptr);
-}
-
-// Lines of a field each, in EBCDIC form, up to a size.
-Bytes composed(size_t size)
-{
-    static const u8 graphic[] = {0x40, 0xC1, 0xC2, 0xC3, 0xC4, 0xC5, 0xC6, 0xC7};
-    Bytes stream = {0x05, 0xC3};
-    for (size_t line = 0; stream.size() + 60 <= size; ++line) {
-        const u8 field[] = {0x11, graphic[line % 8], graphic[line / 8 % 8], 0x29, 0x02, 0xC0, 0xF0, 0x42, 0xF2};
-        stream.insert(stream.end(), std::begin(field), std::end(field));
-        stream.insert(stream.end(), 40, static_cast<u8>(0xC1 + line % 9));
-        stream.insert(stream.end(), {0x1D, 0x40});
-    }
-    stream.resize(size, 0xC1);
-    return stream;
-}
-
-// The recorded host screens by name; those that the library takes.
-std::map<std::string, Bytes> screens()
-{
-    std::map<std::string, Bytes> found;
-    const std::filesystem::path folder = VELA_BENCH_RECORDS;
-    std::error_code absent;
-    for (const auto &entry : std::filesystem::directory_iterator(folder, absent)) {
-        const std::string name = entry.path().filename().string();
-        if (name.find(".ebc.bin") == std::string::npos || name.find("_in_") != std::string::npos ||
-            name.find("_bad_") != std::string::npos || entry.file_size() < 500)
-            continue;
-        std::ifstream in(entry.path(), std::ios::binary);
-        found[name.substr(0, name.find('.'))] = Bytes(std::istreambuf_iterator<char>(in), {});
-    }
-    if (found.empty()) found["composed"] = composed(1900);
-    return found;
-}
 
 Bytes inAscii(const Bytes &stream)
 {
     Bytes copy = stream;
     u8 *buffer = copy.data();
     u16 length = static_cast<u16>(copy.size());
-    if (translate(&buffer, &length, true) != 0) std::abort();
+    if (Bench_Translate(&buffer, &length, true) != 0) std::abort();
     Bytes out(buffer, buffer + length);
     std::free(buffer);
     return out;
@@ -142,7 +75,7 @@ void translating(benchmark::State &state, const Bytes &stream, bool toAscii)
         std::memcpy(source.data(), stream.data(), stream.size());
         u8 *buffer = source.data();
         u16 length = static_cast<u16>(source.size());
-        if (translate(&buffer, &length, toAscii) != 0) state.SkipWithError("the stream was not translated");
+        if (Bench_Translate(&buffer, &length, toAscii) != 0) state.SkipWithError("the stream was not translated");
         benchmark::DoNotOptimize(buffer[0]);
         if (buffer != source.data()) std::free(buffer);
     }
@@ -158,7 +91,7 @@ void scanning(benchmark::State &state, const Bytes &stream, bool insert)
         u8 *buffer = static_cast<u8 *>(std::malloc(stream.size()));
         std::memcpy(buffer, stream.data(), stream.size());
         u16 length = static_cast<u16>(stream.size());
-        benchmark::DoNotOptimize(TerBM_ParseTIOA(&buffer, &length, map.data(), allocate, release, insert));
+        benchmark::DoNotOptimize(TerBM_ParseTIOA(&buffer, &length, map.data(), Bench_Allocate, Bench_Release, insert));
         benchmark::DoNotOptimize(map.data());
         std::free(buffer);
     }
@@ -167,7 +100,7 @@ void scanning(benchmark::State &state, const Bytes &stream, bool insert)
 
 void addScreens()
 {
-    static const std::map<std::string, Bytes> all = screens();
+    static const std::map<std::string, Bytes> all = Bench_Screens();
     static std::map<std::string, Bytes> ascii;
     for (const auto &[name, stream] : all) {
         ascii[name] = inAscii(stream);
@@ -184,7 +117,7 @@ void addScreens()
 void addSizes()
 {
     for (const size_t size : {size_t{1024}, size_t{8192}, size_t{60000}}) {
-        const Bytes host = composed(size);
+        const Bytes host = Bench_ComposedScreen(size);
         const Bytes local = inAscii(host);
         const std::string end = "/" + std::to_string(size);
         benchmark::RegisterBenchmark(("Linear/ToAscii" + end).c_str(),
