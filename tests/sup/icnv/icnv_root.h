@@ -65,13 +65,20 @@ inline u32 Icnv_Open(const char *To, const char *From)
     return cd;
 }
 
-// One conversion with a descriptor of its own; fails the test when it does not end well.
-inline std::string Icnv_Text(const char *To, const char *From, const std::string &Source)
+// One conversion with a descriptor of its own.
+inline Icnv_Answer Icnv_Convert(const char *To, const char *From, const std::string &Source, size_t Room = 64)
 {
     const u32 cd = Icnv_Open(To, From);
-    const Icnv_Answer answer = Icnv_Code(cd, Source, Source.size() * 4 + 16);
-    EXPECT_EQ(answer.Code, ICNV_RC_OK) << From << " to " << To;
+    const Icnv_Answer answer = Icnv_Code(cd, Source, Room);
     SupOS_IcnvClose(cd);
+    return answer;
+}
+
+// The same with room for all of it; fails the test when it does not end well.
+inline std::string Icnv_Text(const char *To, const char *From, const std::string &Source)
+{
+    const Icnv_Answer answer = Icnv_Convert(To, From, Source, Source.size() * 4 + 16);
+    EXPECT_EQ(answer.Code, ICNV_RC_OK) << From << " to " << To;
     return answer.Text;
 }
 

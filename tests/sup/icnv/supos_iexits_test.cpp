@@ -18,14 +18,6 @@ using namespace std::string_literals;
 namespace
 {
 
-Icnv_Answer code(const char *To, const char *From, const std::string &Source, size_t Room = 64)
-{
-    const u32 cd = Icnv_Open(To, From);
-    const Icnv_Answer answer = Icnv_Code(cd, Source, Room);
-    SupOS_IcnvClose(cd);
-    return answer;
-}
-
 // A catalogue with a code set of each kind, defaults included, and no tables.
 const char lines[] = "37 37 0 37 1 1 0 QMX-037\n500 500 0 500 1 1 0 QMX-500\n850 850 0 850 1 2 1 QMX-850\n"
                      "437 437 0 437 1 2 1 QMX-437\n930 930 300 290 3 1 0 QMX-930\n943 943 941 897 3 2 2 QMX-943\n"
@@ -101,15 +93,15 @@ TEST(IcnvExits, OfTheByteRoute)
 {
     Icnv_UseTables();
     Ring_TraceOn();
-    code("QMX-850", "QMX-037", "\xC1");
+    Icnv_Convert("QMX-850", "QMX-037", "\xC1");
     EXPECT_EQ(Ring_LastExitPoint("SupOS_CodeConv"), 1u);
-    code("QMX-850", "QMX-930", "\x0E\x43\x81\x0F");
+    Icnv_Convert("QMX-850", "QMX-930", "\x0E\x43\x81\x0F");
     EXPECT_EQ(Ring_LastExitPoint("SupOS_CodeConv"), 2u);
     EXPECT_EQ(Ring_LastExitPoint("HostPCMS"), 1u);
     EXPECT_EQ(Ring_LastExitPoint("XltSUB"), 1u);
-    code("QMX-037", "QMX-943", "\x83\x41");
+    Icnv_Convert("QMX-037", "QMX-943", "\x83\x41");
     EXPECT_EQ(Ring_LastExitPoint("PCHostMS"), 2u);
-    code("QMX-930", "QMX-943", "\x83\x41");
+    Icnv_Convert("QMX-930", "QMX-943", "\x83\x41");
     EXPECT_EQ(Ring_LastExitPoint("SupOS_CodeConv"), 3u);
     EXPECT_EQ(Ring_LastExitPoint("PCHostMM"), 2u);
 
@@ -118,7 +110,7 @@ TEST(IcnvExits, OfTheByteRoute)
     EXPECT_EQ(Ring_LastExitPoint("SupOS_SafeIcnvCode"), 2u);
     EXPECT_EQ(Icnv_Code(copy, "AB", 2).Text, "AB");
     EXPECT_EQ(Ring_LastExitPoint("SupOS_SafeIcnvCode"), 3u);
-    code("QMX-eucKR", "QMX-eucKR", "A");
+    Icnv_Convert("QMX-eucKR", "QMX-eucKR", "A");
     const u32 none = Icnv_Open("UCS-2", "UTF-8");
     IcnvPool[(none - ICNV_FIRST_CODE) / ICNV_CODE_STEP].toEncoding = ICNV_ENC8;
     EXPECT_EQ(Icnv_Code(none, "A").Code, ICNV_RC_NOTABLE);
@@ -155,8 +147,8 @@ TEST(IcnvExits, EveryDoubleByteCharacterIsTraced)
     std::string host = "\xC1\x0E";
     for (int i = 0; i < 100; ++i) host += "\x43\x81";
     host += "\x0F\xC2";
-    const std::string mixed = code("QMX-943", "QMX-930", host, 1000).Text;
-    const std::string single = code("QMX-850", "QMX-930", host, 1000).Text;
+    const std::string mixed = Icnv_Convert("QMX-943", "QMX-930", host, 1000).Text;
+    const std::string single = Icnv_Convert("QMX-850", "QMX-930", host, 1000).Text;
     Ring_TraceOn();
     const auto records = [](const char *name, const char *to, const char *from, const std::string &text,
                             const std::string &wanted) {
@@ -223,7 +215,7 @@ TEST(SupOS_GetTable, ReportsAFileWithoutASize)
     EXPECT_EQ(errno, 5);
     EXPECT_EQ(IcnvRoot->tableCount, 0u);
     Plat_Sys.Stat = real;
-    EXPECT_EQ(code("QMX-850", "QMX-037", "\xC1").Text, "A") << "the next open tries again";
+    EXPECT_EQ(Icnv_Convert("QMX-850", "QMX-037", "\xC1").Text, "A") << "the next open tries again";
 }
 
 TEST(SupOS_GetTable, RefusesAShortRead)
@@ -239,7 +231,7 @@ TEST(SupOS_GetTable, RefusesAShortRead)
     EXPECT_EQ(SupOS_IcnvOpen("QMX-850", "QMX-037"), SUPOS_ICNV_FAILED);
     EXPECT_EQ(IcnvRoot->tableCount, 0u);
     Plat_Sys.Stat = real;
-    EXPECT_EQ(code("QMX-850", "QMX-037", "\xC1").Text, "A");
+    EXPECT_EQ(Icnv_Convert("QMX-850", "QMX-037", "\xC1").Text, "A");
 }
 
 TEST(SupOS_ModifyTable, TracesItsExits)
